@@ -1,0 +1,56 @@
+// Test images with canaries: every byte of the allocation that the region does not cover
+// (before the first row, row padding, after the last row) holds a known pattern, so a write
+// outside the region is caught, and a row can start at any misalignment.
+#ifndef NYX_TESTS_SUPPORT_IMAGE_H
+#define NYX_TESTS_SUPPORT_IMAGE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+namespace nyx::test {
+
+class Image {
+ public:
+  // width x height pixels of pixelBytes each, rows padWidth bytes longer than needed, the
+  // first pixel misalign bytes past a 64-byte boundary. A negative `bottomUp` step is offered
+  // by Origin/Step for functions that take one.
+  Image(int width, int height, int pixelBytes, int padBytes = 0, int misalign = 0);
+
+  uint8_t* Data() { return buffer_.data() + first_; }
+  const uint8_t* Data() const { return buffer_.data() + first_; }
+  int32_t Step() const { return step_; }
+  // The last row's address and the negated step: the same image walked bottom-up.
+  uint8_t* LastRow() { return Data() + static_cast<ptrdiff_t>(height_ - 1) * step_; }
+
+  uint8_t* Pixel(int x, int y) { return Data() + static_cast<ptrdiff_t>(y) * step_ + x * bytes_; }
+  const uint8_t* Pixel(int x, int y) const {
+    return Data() + static_cast<ptrdiff_t>(y) * step_ + x * bytes_;
+  }
+
+  // Random region bytes; the canaries are kept.
+  void Randomise(std::mt19937& rng);
+  // True if no byte outside the region's rows (and, with alpha kept, no fourth byte) changed
+  // since the image was made or randomised.
+  bool CanariesIntact() const;
+  // Copy of the whole allocation, to compare two images byte for byte, canaries included.
+  const std::vector<uint8_t>& Bytes() const { return buffer_; }
+  std::vector<uint8_t>& Bytes() { return buffer_; }
+
+  int Width() const { return width_; }
+  int Height() const { return height_; }
+
+ private:
+  static uint8_t Canary(size_t i) { return static_cast<uint8_t>(0xA5 ^ (i * 7)); }
+  bool InRegion(size_t i) const;
+
+  int width_, height_, bytes_;
+  int32_t step_;
+  size_t first_;
+  std::vector<uint8_t> buffer_;
+};
+
+}  // namespace nyx::test
+
+#endif  // NYX_TESTS_SUPPORT_IMAGE_H
