@@ -1,0 +1,449 @@
+// nyx_bench: one table that says whether nyx is ahead of its peers, and how far each primitive
+// is from the memory bound.
+//
+// Every entry of kEntries below is timed at 1920x1080 and at 64x64 (where per-call overhead
+// shows), on the generic row and on the row nyxStaticInit picks, next to the nearest OpenCV
+// (single thread) and libyuv operation and a memcpy of (bytes read + bytes written) / 2. Each
+// figure is the median of many timed batches after a warm-up, in milliseconds per call.
+//
+//   nyx_bench [--ms=N] [--row=R] [--wall] [filter...]
+//
+// --ms sets the time spent per measurement (default 75), --row forces the row of the second
+// column (0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1), --wall times by the wall clock instead of the
+// thread's CPU time, and a filter keeps the entries whose name contains it.
+//
+// Adding a primitive is one entry: its name, bytes read and written per pixel, a lambda that
+// runs nyx on the prepared frame and, where a peer does the same job, a lambda for each peer.
+// Entries stand inside #if NYX_HAS_<short name>, which the build defines for every line of
+// include/nyx_functions.h, so they compile in as soon as the primitive exists.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "nyx.h"
+
+#if NYX_BENCH_OPENCV
+#include <opencv2/core.hpp>
+#include <opencv2/core/utility.hpp>
+#include <opencv2/imgproc.hpp>
+#endif
+#if NYX_BENCH_LIBYUV
+#include <libyuv.h>
+#endif
+
+namespace {
+
+// The buffers of one measurement: a packed source and destination of the entry's layouts.
+// In-place entries work on dst.
+struct Frame {
+  uint8_t* src;
+  int32_t srcStep;
+  uint8_t* dst;
+  int32_t dstStep;
+  ImageSize roi;
+#if NYX_BENCH_OPENCV
+  cv::Mat srcMat;
+  cv::Mat dstMat;
+#endif
+};
+
+using NyxRun = Status (*)(const Frame&);
+using PeerRun = void (*)(Frame&);
+
+struct Entry {
+  const char* name;
+  int srcBytes;      // bytes read per pixel
+  int dstBytes;      // bytes written per pixel
+  int widthScale;    // the frame is widthScale times as wide (a plane of 4-byte pixels)
+  bool inPlace;      // nyx and the peers work on dst alone
+  bool boundIsPeer;  // memcpy of the same bytes does the same job: it counts as a peer
+  NyxRun nyx;
+  PeerRun opencv;
+  PeerRun libyuv;
+};
+
+#if NYX_BENCH_OPENCV
+#define OPENCV(...) [](Frame& f) { __VA_ARGS__; }
+#else
+#define OPENCV(...) nullptr
+#endif
+#if NYX_BENCH_LIBYUV
+#define LIBYUV(...) [](Frame& f) { __VA_ARGS__; }
+#else
+#define LIBYUV(...) nullptr
+#endif
+#define NYX(...) [](const Frame& f) -> Status { return __VA_ARGS__; }
+#define W f.roi.width
+#define H f.roi.height
+
+[[maybe_unused]] const int32_t kOrder210[3] = {2, 1, 0};
+[[maybe_unused]] const int32_t kOrder2103[4] = {2, 1, 0, 3};
+#if NYX_BENCH_LIBYUV
+// Byte k of each destination pixel comes from source byte kShuffle210[k]: (2, 1, 0), alpha kept.
+const uint8_t kShuffle210[16] = {2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15};
+#endif
+
+const Entry kEntries[] = {
+#if NYX_HAS_SwapChannels_8u_C3R
+    {"SwapChannels_8u_C3R 210", 3, 3, 1, false, false,
+     NYX(SwapChannels_8u_C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, kOrder210)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BGR2RGB)),
+     LIBYUV(libyuv::RAWToRGB24(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+#if NYX_HAS_SwapChannels_8u_AC4R
+    // The peers write alpha (a copy of the source's); nyx leaves it alone.
+    {"SwapChannels_8u_AC4R 210", 4, 4, 1, false, false,
+     NYX(SwapChannels_8u_AC4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, kOrder210)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BGRA2RGBA)),
+     LIBYUV(libyuv::ARGBShuffle(f.src, f.srcStep, f.dst, f.dstStep, kShuffle210, W, H))},
+#endif
+#if NYX_HAS_SwapChannels_8u_C3C4R
+    {"SwapChannels_8u_C3C4R 2103", 3, 4, 1, false, false,
+     NYX(SwapChannels_8u_C3C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, kOrder2103, 255)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BGR2RGBA)),
+     LIBYUV(libyuv::RAWToARGB(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+#if NYX_HAS_SwapChannels_8u_C4C3R
+    {"SwapChannels_8u_C4C3R 210", 4, 3, 1, false, false,
+     NYX(SwapChannels_8u_C4C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, kOrder210)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BGRA2RGB)),
+     LIBYUV(libyuv::ARGBToRAW(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+#if NYX_HAS_Mirror_8u_C4R
+    {"Mirror_8u_C4R axis 1", 4, 4, 1, false, false,
+     NYX(Mirror_8u_C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, AxisVertical)),
+     OPENCV(cv::flip(f.srcMat, f.dstMat, 1)),
+     LIBYUV(libyuv::ARGBMirror(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+#if NYX_HAS_Mirror_8u_C3R
+    // A negative height makes libyuv walk the source bottom up: both axes.
+    {"Mirror_8u_C3R axis 2", 3, 3, 1, false, false,
+     NYX(Mirror_8u_C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, AxisBoth)),
+     OPENCV(cv::flip(f.srcMat, f.dstMat, -1)),
+     LIBYUV(libyuv::RGB24Mirror(f.src, f.srcStep, f.dst, f.dstStep, W, -H))},
+#endif
+#if NYX_HAS_Mirror_8u_C4IR
+    // cv::flip exchanges pixel pairs, so it may run in place; libyuv has no in-place mirror.
+    {"Mirror_8u_C4IR axis 1", 4, 4, 1, true, false,
+     NYX(Mirror_8u_C4IR(f.dst, f.dstStep, f.roi, AxisVertical)),
+     OPENCV(cv::flip(f.dstMat, f.dstMat, 1)), nullptr},
+#endif
+#if NYX_HAS_Mirror_8u_C3IR
+    {"Mirror_8u_C3IR axis 2", 3, 3, 1, true, false,
+     NYX(Mirror_8u_C3IR(f.dst, f.dstStep, f.roi, AxisBoth)),
+     OPENCV(cv::flip(f.dstMat, f.dstMat, -1)), nullptr},
+#endif
+#if NYX_HAS_CopyManaged_8u_C1R
+    // A one-byte plane as wide as a frame of 4-byte pixels; memcpy of the plane is the peer.
+    {"CopyManaged_8u_C1R flags 0", 1, 1, 4, false, true,
+     NYX(CopyManaged_8u_C1R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 0)),
+     OPENCV(f.srcMat.copyTo(f.dstMat)),
+     LIBYUV(libyuv::CopyPlane(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+    {"CopyManaged_8u_C1R flags 1", 1, 1, 4, false, true,
+     NYX(CopyManaged_8u_C1R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 1)),
+     OPENCV(f.srcMat.copyTo(f.dstMat)),
+     LIBYUV(libyuv::CopyPlane(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+    {"CopyManaged_8u_C1R flags 2", 1, 1, 4, false, true,
+     NYX(CopyManaged_8u_C1R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 2)),
+     OPENCV(f.srcMat.copyTo(f.dstMat)),
+     LIBYUV(libyuv::CopyPlane(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+    {nullptr, 0, 0, 0, false, false, nullptr, nullptr, nullptr},  // keeps the table non-empty
+};
+
+#undef OPENCV
+#undef LIBYUV
+#undef NYX
+#undef W
+#undef H
+
+#if NYX_BENCH_OPENCV
+const char* const kOpenCvName = " OpenCV " CV_VERSION " (1 thread)";
+#else
+const char* const kOpenCvName = "";
+#endif
+#if NYX_BENCH_LIBYUV
+#define NYX_BENCH_STRING(x) #x
+#define NYX_BENCH_VERSION(x) NYX_BENCH_STRING(x)
+const char* const kLibyuvName = " libyuv " NYX_BENCH_VERSION(LIBYUV_VERSION);
+#else
+const char* const kLibyuvName = "";
+#endif
+
+const ImageSize kSizes[] = {{1920, 1080}, {64, 64}};
+
+// ---- Timing ------------------------------------------------------------------------------------
+
+// By default the clock is the thread's own CPU time: on a shared machine the time the thread
+// spends descheduled does not count, and only cache and memory contention stay as noise. --wall
+// switches to the monotonic clock. Reading the CPU clock costs about a microsecond, so batches
+// last at least 200 us.
+clockid_t gClock = CLOCK_THREAD_CPUTIME_ID;
+
+double Now() {
+  timespec t;
+  clock_gettime(gClock, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
+}
+
+// Median milliseconds per call of `run`. After a warm-up of about a tenth of the budget, calls
+// are timed in batches of at least 200 us, and as many batches as fit in the budget, at least
+// 9, give the median.
+template <class Run>
+double MedianMs(Run&& run, double budgetMs) {
+  const double budget = budgetMs * 1e-3;
+  long warm = 0;
+  const double warmStart = Now();
+  do {
+    run();
+    ++warm;
+  } while (warm < 2 || Now() - warmStart < budget * 0.1);
+  const double perCall = (Now() - warmStart) / static_cast<double>(warm);
+
+  const long batch = std::max(1L, static_cast<long>(200e-6 / perCall));
+  const long samples =
+      std::clamp(static_cast<long>(budget / (perCall * static_cast<double>(batch))), 9L, 1001L);
+  std::vector<double> times(static_cast<size_t>(samples));
+  for (double& t : times) {
+    const double start = Now();
+    for (long i = 0; i < batch; ++i) run();
+    t = (Now() - start) / static_cast<double>(batch);
+  }
+  std::nth_element(times.begin(), times.begin() + samples / 2, times.end());
+  return times[static_cast<size_t>(samples / 2)] * 1e3;
+}
+
+// ---- Rows --------------------------------------------------------------------------------------
+
+const char* const kRowNames[NYX_VARIANT_COUNT] = {"generic", "SSE3", "SSSE3", "SSE4.1"};
+const uint32_t kRowCodes[NYX_VARIANT_COUNT] = {0, 32, 33, 35};
+
+void SelectRow(int row) {
+  nyxStaticInitCpu(kRowCodes[row]);
+}
+
+int ChosenRow() {
+#if NYX_BENCH_STATIC_INIT
+  nyxStaticInit();
+  const int row = nyxJumpIndexForMergedLibs;
+#else
+  __builtin_cpu_init();
+  const int row = __builtin_cpu_supports("sse4.1")  ? 3
+                  : __builtin_cpu_supports("ssse3") ? 2
+                  : __builtin_cpu_supports("sse3")  ? 1
+                                                    : 0;
+#endif
+  SelectRow(0);
+  return row;
+}
+
+// ---- Buffers -----------------------------------------------------------------------------------
+
+struct Buffer {
+  uint8_t* data = nullptr;
+  size_t size = 0;
+  explicit Buffer(size_t bytes)
+      : data(static_cast<uint8_t*>(std::aligned_alloc(64, bytes))), size(bytes) {
+    if (data == nullptr) {
+      std::fprintf(stderr, "nyx_bench: out of memory\n");
+      std::exit(1);
+    }
+    uint32_t x = 0x9E3779B9u ^ static_cast<uint32_t>(bytes);
+    for (size_t i = 0; i < bytes; ++i) {  // touches every page, with bytes that are not all alike
+      x = x * 1664525u + 1013904223u;
+      data[i] = static_cast<uint8_t>(x >> 24);
+    }
+  }
+  ~Buffer() { std::free(data); }
+  Buffer(const Buffer&) = delete;
+  Buffer& operator=(const Buffer&) = delete;
+};
+
+// ---- Table -------------------------------------------------------------------------------------
+
+struct Row {
+  double generic = -1, chosen = -1, opencv = -1, libyuv = -1, bound = -1;
+  Status status = StatusOk;  // of the first nyx call, if it failed
+  std::string mismatch;      // who wrote other bytes than the generic row
+};
+
+// Milliseconds with three significant digits in a fixed width, or "-".
+std::string Ms(double ms) {
+  char text[32];
+  if (ms < 0)
+    std::snprintf(text, sizeof text, "%s", "-");
+  else if (ms >= 100)
+    std::snprintf(text, sizeof text, "%.0f", ms);
+  else if (ms >= 10)
+    std::snprintf(text, sizeof text, "%.1f", ms);
+  else if (ms >= 1)
+    std::snprintf(text, sizeof text, "%.2f", ms);
+  else if (ms >= 0.1)
+    std::snprintf(text, sizeof text, "%.3f", ms);
+  else if (ms >= 0.01)
+    std::snprintf(text, sizeof text, "%.4f", ms);
+  else
+    std::snprintf(text, sizeof text, "%.5f", ms);
+  return text;
+}
+
+std::string Ratio(double numerator, double denominator) {
+  if (numerator < 0 || denominator <= 0) return "-";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", numerator / denominator);
+  return text;
+}
+
+bool Selected(const char* name, const std::vector<std::string>& filters) {
+  if (filters.empty()) return true;
+  for (const std::string& filter : filters)
+    if (std::strstr(name, filter.c_str()) != nullptr) return true;
+  return false;
+}
+
+Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buffer& src,
+            Buffer& dst, Buffer& boundSrc, Buffer& boundDst) {
+  Frame f{};
+  f.roi = {size.width * e.widthScale, size.height};
+  f.src = src.data;
+  f.dst = dst.data;
+  f.srcStep = f.roi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
+  f.dstStep = f.roi.width * e.dstBytes;
+  const size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.roi.height);
+#if NYX_BENCH_OPENCV
+  f.srcMat = cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.inPlace ? e.dstBytes : e.srcBytes), f.src,
+                     static_cast<size_t>(f.srcStep));
+  f.dstMat =
+      cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.dstBytes), f.dst, static_cast<size_t>(f.dstStep));
+#endif
+
+  Row row;
+  // One call of each row and each peer from the same start, to see that nyx accepts the
+  // arguments and that everything in the line does the same job. Where both sides have the same
+  // layout the start is the source itself, so that an alpha byte that nyx keeps and a peer
+  // copies agrees.
+  if (!e.inPlace && f.srcStep == f.dstStep) std::memcpy(dst.data, src.data, dstBytes);
+  const std::vector<uint8_t> start(dst.data, dst.data + dstBytes);
+  const auto restart = [&] { std::memcpy(dst.data, start.data(), dstBytes); };
+  const auto differs = [&](const std::vector<uint8_t>& reference) {
+    return std::memcmp(dst.data, reference.data(), dstBytes) != 0;
+  };
+  SelectRow(0);
+  row.status = e.nyx(f);
+  if (row.status != StatusOk) return row;
+  const std::vector<uint8_t> generic(dst.data, dst.data + dstBytes);
+  restart();
+  SelectRow(chosenRow);
+  e.nyx(f);
+  if (differs(generic)) row.mismatch += "  ! rows differ";
+  if (e.opencv != nullptr) {
+    restart();
+    e.opencv(f);
+    if (differs(generic)) row.mismatch += "  ! opencv differs";
+  }
+  if (e.libyuv != nullptr) {
+    restart();
+    e.libyuv(f);
+    if (differs(generic)) row.mismatch += "  ! libyuv differs";
+  }
+
+  SelectRow(0);
+  row.generic = MedianMs([&] { e.nyx(f); }, budgetMs);
+  SelectRow(chosenRow);
+  row.chosen = MedianMs([&] { e.nyx(f); }, budgetMs);
+  SelectRow(0);
+  if (e.opencv != nullptr) row.opencv = MedianMs([&] { e.opencv(f); }, budgetMs);
+  if (e.libyuv != nullptr) row.libyuv = MedianMs([&] { e.libyuv(f); }, budgetMs);
+
+  const size_t pixels = static_cast<size_t>(f.roi.width) * static_cast<size_t>(f.roi.height);
+  const size_t boundBytes = pixels * static_cast<size_t>(e.srcBytes + e.dstBytes) / 2;
+  // In place the bound moves the bytes within one buffer, so that it has the same working set.
+  void* (*const copy)(void*, const void*, size_t) = e.inPlace ? std::memmove : std::memcpy;
+  const uint8_t* const from = e.inPlace ? boundDst.data + 64 : boundSrc.data;
+  row.bound = MedianMs([&] { copy(boundDst.data, from, boundBytes); }, budgetMs);
+  return row;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  double budgetMs = 75;
+  int forcedRow = -1;
+  std::vector<std::string> filters;
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg.rfind("--ms=", 0) == 0) {
+      budgetMs = std::max(1.0, std::atof(arg.c_str() + 5));
+    } else if (arg.rfind("--row=", 0) == 0) {
+      forcedRow = std::atoi(arg.c_str() + 6);
+      if (forcedRow < 0 || forcedRow >= NYX_VARIANT_COUNT) {
+        std::fprintf(stderr, "nyx_bench: --row takes 0 to %d\n", NYX_VARIANT_COUNT - 1);
+        return 2;
+      }
+    } else if (arg == "--wall") {
+      gClock = CLOCK_MONOTONIC;
+    } else if (arg == "-h" || arg == "--help") {
+      std::printf("usage: %s [--ms=N] [--row=R] [--wall] [filter...]\n", argv[0]);
+      return 0;
+    } else {
+      filters.push_back(arg);
+    }
+  }
+
+#if NYX_BENCH_OPENCV
+  cv::setNumThreads(1);
+#endif
+  const int chosenRow = forcedRow >= 0 ? forcedRow : ChosenRow();
+
+  size_t frameBytes = 64;  // the largest frame of any entry, and room for the in-place bound
+  for (const Entry& e : kEntries)
+    for (const ImageSize& size : kSizes)
+      frameBytes = std::max(frameBytes, static_cast<size_t>(size.width) * e.widthScale *
+                                                static_cast<size_t>(size.height) *
+                                                std::max(e.srcBytes, e.dstBytes) +
+                                            64);
+  Buffer src(frameBytes), dst(frameBytes), boundSrc(frameBytes), boundDst(frameBytes);
+
+  double load[3] = {0, 0, 0};
+  getloadavg(load, 3);
+  std::printf("nyx_bench: chosen row %d (%s); load average %.2f %.2f %.2f; peers:%s%s\n", chosenRow,
+              kRowNames[chosenRow], load[0], load[1], load[2], kOpenCvName, kLibyuvName);
+  std::printf(
+      "median %s ms per call; peer/nyx and bound/nyx divide by the chosen row (above 1: nyx is "
+      "faster); bound = memcpy of (read + written) / 2\n",
+      gClock == CLOCK_MONOTONIC ? "wall-clock" : "thread CPU");
+  std::printf("%-28s %-10s %9s %9s %9s %9s %9s %8s %9s\n", "operation", "size", "generic", "chosen",
+              "opencv", "libyuv", "bound", "peer/nyx", "bound/nyx");
+
+  int shown = 0;
+  for (const Entry& e : kEntries) {
+    if (e.name == nullptr || !Selected(e.name, filters)) continue;
+    for (const ImageSize& size : kSizes) {
+      const Row r = Measure(e, size, chosenRow, budgetMs, src, dst, boundSrc, boundDst);
+      char dims[32];
+      std::snprintf(dims, sizeof dims, "%dx%d", size.width * e.widthScale, size.height);
+      if (r.status != StatusOk) {
+        std::printf("%-28s %-10s nyx returned status %d\n", e.name, dims, r.status);
+        continue;
+      }
+      double peer = -1;
+      for (double t : {r.opencv, r.libyuv, e.boundIsPeer ? r.bound : -1.0})
+        if (t >= 0 && (peer < 0 || t < peer)) peer = t;
+      std::printf("%-28s %-10s %9s %9s %9s %9s %9s %8s %9s%s\n", e.name, dims,
+                  Ms(r.generic).c_str(), Ms(r.chosen).c_str(), Ms(r.opencv).c_str(),
+                  Ms(r.libyuv).c_str(), Ms(r.bound).c_str(), Ratio(peer, r.chosen).c_str(),
+                  Ratio(r.bound, r.chosen).c_str(), r.mismatch.c_str());
+      std::fflush(stdout);
+      ++shown;
+    }
+  }
+  if (shown == 0) std::printf("(no entry matches)\n");
+  SelectRow(0);
+  return 0;
+}
