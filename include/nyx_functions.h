@@ -26,6 +26,22 @@
   X(SwapChannels_8u_C3C4R,                                                                    \
     (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
      const int32_t* dstOrder, uint8_t val),                                                   \
-    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder, val))
+    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder, val))                                   \
+  X(Mirror_8u_C3R,                                                                            \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
+     int32_t flip),                                                                           \
+    (pSrc, srcStep, pDst, dstStep, roiSize, flip))                                            \
+  X(Mirror_8u_C4R,                                                                            \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
+     int32_t flip),                                                                           \
+    (pSrc, srcStep, pDst, dstStep, roiSize, flip))                                            \
+  X(Mirror_8u_C3IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roiSize, int32_t flip), \
+    (pSrcDst, srcDstStep, roiSize, flip))                                                     \
+  X(Mirror_8u_C4IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roiSize, int32_t flip), \
+    (pSrcDst, srcDstStep, roiSize, flip))                                                     \
+  X(CopyManaged_8u_C1R,                                                                       \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
+     int32_t flags),                                                                          \
+    (pSrc, srcStep, pDst, dstStep, roiSize, flags))
 
 #endif /* NYX_FUNCTIONS_H */

@@ -52,8 +52,8 @@ void SwapGenericThree(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32
   SwapGeneric<kSrcStride, kDstStride, 3>(pSrc, srcStep, pDst, dstStep, run, order, reads, fill);
 }
 
-void SwapGeneric_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
-                      ImageSize roi, const int32_t* order) {
+[[maybe_unused]] void SwapGeneric_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                       int32_t dstStep, ImageSize roi, const int32_t* order) {
   if (order[0] == 1 && order[1] == 2 && order[2] == 3) {
     // Dropping the first channel: a direct loop.
     for (int32_t y = 0; y < roi.height; ++y, pSrc += srcStep, pDst += dstStep) {
@@ -98,8 +98,7 @@ void SwapGeneric_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32
   SwapGeneric<3, 4, 4>(pSrc, srcStep, pDst, dstStep, {roi.width, roi.height}, offset, reads, fill);
 }
 
-#if NYX_LEVEL == NYX_LEVEL_GENERIC || NYX_LEVEL == NYX_LEVEL_SSE3 || NYX_LEVEL >= NYX_LEVEL_SSSE3
-// Until a level has kernels of its own, every level runs the generic rows.
+#if NYX_LEVEL == NYX_LEVEL_GENERIC
 void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, RowRun run,
                    const int32_t* order) {
   SwapGenericThree<3, 3>(pSrc, srcStep, pDst, dstStep, run, order);
@@ -120,5 +119,12 @@ void SwapRegion_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_
 
 }  // namespace
 }  // namespace nyx::NYX_TAG
+
+// The processor levels define the four region functions with their own row kernels.
+#if NYX_LEVEL == NYX_LEVEL_SSE3
+#include "movement/swap_channels_sse3.h"
+#elif NYX_LEVEL >= NYX_LEVEL_SSSE3
+#include "movement/swap_channels_ssse3.h"
+#endif
 
 #endif  // NYX_MOVEMENT_SWAP_CHANNELS_KERNELS_H

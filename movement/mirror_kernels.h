@@ -1,0 +1,34 @@
+// Row and region kernels of mirroring, defined in every level. The generic level has plain
+// loops; the processor levels move 16 pixels per round and give the same bytes.
+//
+// A "back end" pointer is the address just past the last pixel of a row (or of a run of
+// pixels): the kernels walk it backward by whole pixels.
+#ifndef NYX_MOVEMENT_MIRROR_KERNELS_H
+#define NYX_MOVEMENT_MIRROR_KERNELS_H
+
+#include "frame/level.h"
+
+NYX_IN_EVERY_LEVEL(
+    // Out of place, three channels: every source row read forward into its destination row
+    // written backward. The destination rows run downward from pDst, or, with bothAxes set,
+    // upward from the row at pDst + (height - 1) * dstStep.
+    void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                            ImageSize roiSize, int32_t bothAxes);
+    // Out of place, four channels, one row: source pixel x goes to the pixel ending at
+    // pDstEnd - 4 * x. nonTemporal allows streaming stores where the destination is aligned.
+    void owniFlip_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal);
+
+    // In place, rows y and height - 1 - y exchanged for y below height / 2; rows of rowBytes.
+    void owniExchange_8u(uint8_t* pSrcDst, int32_t step, int32_t rowBytes, int32_t height);
+    // In place, len bytes of pA and pB exchanged, in increasing address order where they
+    // overlap.
+    void owniExchange_8u_I(uint8_t* pA, uint8_t* pB, int32_t len);
+    // In place, three channels: each row reversed, or with bothAxes set the region turned by
+    // 180 degrees (row pairs exchanged reversed, then the middle row of an odd height reversed).
+    void owniFlip_8u_C3(uint8_t* pSrcDst, int32_t step, ImageSize roiSize, int32_t bothAxes);
+    // In place, four channels: pixel x from pFront exchanged with the pixel ending at
+    // pBackEnd - 4 * x, for x below count. One row with count = width / 2 reverses it; a row
+    // pair with the full width turns it.
+    void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count);)
+
+#endif  // NYX_MOVEMENT_MIRROR_KERNELS_H

@@ -1,0 +1,365 @@
+// Channel reordering rows of the SSSE3 and SSE4.1 levels: byte shuffles whose tables are built
+// once per call from the order array. Every vector load covers only bytes of the pixels it
+// serves, so a row's last load ends inside the row; what is left after the widest step goes
+// through narrower steps and single pixels. Included by swap_channels_kernels.h only, after the
+// generic rows.
+#ifndef NYX_MOVEMENT_SWAP_CHANNELS_SSSE3_H
+#define NYX_MOVEMENT_SWAP_CHANNELS_SSSE3_H
+
+#include <tmmintrin.h>
+#if NYX_LEVEL >= NYX_LEVEL_SSE41
+#include <smmintrin.h>
+#endif
+
+#include <cstring>
+
+namespace nyx::NYX_TAG {
+namespace {
+
+constexpr uint8_t kZeroLane = 0x80;  // a shuffle index that yields a zero byte
+
+bool IsAligned(const void* p, uintptr_t bytes) {
+  return (reinterpret_cast<uintptr_t>(p) & (bytes - 1)) == 0;
+}
+__m128i Load(const uint8_t* p) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+__m128i LoadAligned(const uint8_t* p) {
+  return _mm_load_si128(reinterpret_cast<const __m128i*>(p));
+}
+void Store(uint8_t* p, __m128i v) {
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+}
+// Twelve bytes in and out, as an 8-byte and a 4-byte access.
+__m128i Load12(const uint8_t* p) {
+  int32_t tail;
+  memcpy(&tail, p + 8, 4);
+  return _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)),
+                            _mm_cvtsi32_si128(tail));
+}
+void Store12(uint8_t* p, __m128i v) {
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v);
+  const int32_t tail = _mm_cvtsi128_si32(_mm_srli_si128(v, 8));
+  memcpy(p + 8, &tail, 4);
+}
+__m128i Shuffle(__m128i v, __m128i table) {
+  return _mm_shuffle_epi8(v, table);
+}
+
+// ---- three channels to three -----------------------------------------------------------------
+
+// A block of 16 pixels is 48 bytes, three vectors in and three out. Output vector j takes its
+// bytes from input vectors j-1 .. j+1; tables[j][s] picks the bytes of input s, zero elsewhere.
+struct TablesC3 {
+  __m128i t[3][3];
+};
+
+TablesC3 BuildTablesC3(const int32_t* order) {
+  alignas(16) uint8_t bytes[3][3][16];
+  for (int j = 0; j < 3; ++j) {
+    for (int lane = 0; lane < 16; ++lane) {
+      const int i = 16 * j + lane;
+      const int from = i / 3 * 3 + order[i % 3];
+      for (int s = 0; s < 3; ++s) {
+        bytes[j][s][lane] = from / 16 == s ? static_cast<uint8_t>(from % 16) : kZeroLane;
+      }
+    }
+  }
+  TablesC3 tables;
+  for (int j = 0; j < 3; ++j) {
+    for (int s = 0; s < 3; ++s) tables.t[j][s] = LoadAligned(bytes[j][s]);
+  }
+  return tables;
+}
+
+template <bool kAlignedSrc>
+void SwapBlocksC3(const uint8_t*& s, uint8_t*& d, int64_t blocks, const TablesC3& k) {
+  for (int64_t b = 0; b < blocks; ++b, s += 48, d += 48) {
+    const __m128i a = kAlignedSrc ? LoadAligned(s) : Load(s);
+    const __m128i m = kAlignedSrc ? LoadAligned(s + 16) : Load(s + 16);
+    const __m128i z = kAlignedSrc ? LoadAligned(s + 32) : Load(s + 32);
+    Store(d, _mm_or_si128(Shuffle(a, k.t[0][0]), Shuffle(m, k.t[0][1])));
+    Store(d + 16, _mm_or_si128(_mm_or_si128(Shuffle(a, k.t[1][0]), Shuffle(m, k.t[1][1])),
+                               Shuffle(z, k.t[1][2])));
+    Store(d + 32, _mm_or_si128(Shuffle(m, k.t[2][1]), Shuffle(z, k.t[2][2])));
+  }
+}
+
+// One row: rows of at least 16 pixels first bring the destination to an 8-byte boundary by
+// single pixels, then run 16 pixels a step; the rest goes by 8, by 4 and by single pixels.
+void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
+                             const TablesC3& k) {
+  auto single = [&] {
+    d[0] = s[order[0]];
+    d[1] = s[order[1]];
+    d[2] = s[order[2]];
+    s += 3;
+    d += 3;
+    --width;
+  };
+  if (width >= 16) {
+    while (!IsAligned(d, 8)) single();
+    const int64_t blocks = width / 16;
+    if (IsAligned(s, 16)) {
+      SwapBlocksC3<true>(s, d, blocks, k);
+    } else {
+      SwapBlocksC3<false>(s, d, blocks, k);
+    }
+    width -= blocks * 16;
+  }
+  if (width >= 8) {
+    // 24 bytes: output bytes 16..23 need input bytes 15..23 only.
+    const __m128i a = Load(s);
+    const __m128i m = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + 16));
+    Store(d, _mm_or_si128(Shuffle(a, k.t[0][0]), Shuffle(m, k.t[0][1])));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16),
+                     _mm_or_si128(Shuffle(a, k.t[1][0]), Shuffle(m, k.t[1][1])));
+    s += 24;
+    d += 24;
+    width -= 8;
+  }
+  if (width >= 4) {
+    // 12 bytes: the first twelve output bytes come from the first twelve input bytes.
+    Store12(d, Shuffle(Load12(s), k.t[0][0]));
+    s += 12;
+    d += 12;
+    width -= 4;
+  }
+  while (width > 0) single();
+}
+
+// ---- AC4 -------------------------------------------------------------------------------------
+
+// Puts the destination's alpha bytes back into the shuffled pixels (whose alpha lanes are zero).
+__m128i KeepAlpha(__m128i shuffled, __m128i dst, __m128i alpha) {
+#if NYX_LEVEL >= NYX_LEVEL_SSE41
+  return _mm_blendv_epi8(shuffled, dst, alpha);
+#else
+  return _mm_or_si128(shuffled, _mm_and_si128(dst, alpha));
+#endif
+}
+
+// One row. A 4-aligned destination goes by single pixels to a 16-byte boundary and then 16
+// pixels a step (aligned read-shuffle-blend-store of the destination), then 4 pixels a step;
+// anything else goes by single pixels, which never store the fourth byte.
+void owniSwapChannels_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
+                              __m128i table, __m128i alpha) {
+  auto single = [&] {
+    d[0] = s[order[0]];
+    d[1] = s[order[1]];
+    d[2] = s[order[2]];
+    s += 4;
+    d += 4;
+    --width;
+  };
+  if (IsAligned(d, 4)) {
+    while (width > 0 && !IsAligned(d, 16)) single();
+    for (; width >= 16; width -= 16, s += 64, d += 64) {
+      for (int q = 0; q < 64; q += 16) {
+        const __m128i v = KeepAlpha(Shuffle(Load(s + q), table), LoadAligned(d + q), alpha);
+        _mm_store_si128(reinterpret_cast<__m128i*>(d + q), v);
+      }
+    }
+    for (; width >= 4; width -= 4, s += 16, d += 16) {
+      _mm_store_si128(reinterpret_cast<__m128i*>(d),
+                      KeepAlpha(Shuffle(Load(s), table), LoadAligned(d), alpha));
+    }
+  }
+  while (width > 0) single();
+}
+
+// Shuffle table of four AC4 pixels: lane 4p+c takes byte 4p+order[c]; alpha lanes are zero.
+__m128i BuildTableAC4(const int32_t* order) {
+  alignas(16) uint8_t bytes[16];
+  for (int lane = 0; lane < 16; ++lane) {
+    const int c = lane % 4;
+    bytes[lane] = c == 3 ? kZeroLane : static_cast<uint8_t>(lane - c + order[c]);
+  }
+  return LoadAligned(bytes);
+}
+
+// ---- four channels to three ------------------------------------------------------------------
+
+// 16 pixels: four vectors in, three out; output vector j takes bytes of inputs j and j+1.
+struct TablesC4C3 {
+  __m128i t[3][2];
+};
+
+TablesC4C3 BuildTablesC4C3(const int32_t* order) {
+  alignas(16) uint8_t bytes[3][2][16];
+  for (int j = 0; j < 3; ++j) {
+    for (int lane = 0; lane < 16; ++lane) {
+      const int i = 16 * j + lane;
+      const int from = i / 3 * 4 + order[i % 3];
+      for (int h = 0; h < 2; ++h) {
+        bytes[j][h][lane] = from / 16 == j + h ? static_cast<uint8_t>(from % 16) : kZeroLane;
+      }
+    }
+  }
+  TablesC4C3 tables;
+  for (int j = 0; j < 3; ++j) {
+    for (int h = 0; h < 2; ++h) tables.t[j][h] = LoadAligned(bytes[j][h]);
+  }
+  return tables;
+}
+
+void owniSwap_8u_C4C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                       ImageSize roi, const int32_t* order) {
+  const TablesC4C3 k = BuildTablesC4C3(order);
+  RowRun run{roi.width, roi.height};
+  if (int64_t{srcStep} == run.width * 4 && int64_t{dstStep} == run.width * 3) {
+    run = {run.width * run.height, 1};
+  }
+  for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
+    const uint8_t* s = pSrc;
+    uint8_t* d = pDst;
+    int64_t width = run.width;
+    for (; width >= 16; width -= 16, s += 64, d += 48) {
+      const __m128i v0 = Load(s), v1 = Load(s + 16), v2 = Load(s + 32), v3 = Load(s + 48);
+      Store(d, _mm_or_si128(Shuffle(v0, k.t[0][0]), Shuffle(v1, k.t[0][1])));
+      Store(d + 16, _mm_or_si128(Shuffle(v1, k.t[1][0]), Shuffle(v2, k.t[1][1])));
+      Store(d + 32, _mm_or_si128(Shuffle(v2, k.t[2][0]), Shuffle(v3, k.t[2][1])));
+    }
+    // Four pixels: the first twelve output bytes come from the first input vector alone.
+    for (; width >= 4; width -= 4, s += 16, d += 12) Store12(d, Shuffle(Load(s), k.t[0][0]));
+    for (; width > 0; --width, s += 4, d += 3) {
+      d[0] = s[order[0]];
+      d[1] = s[order[1]];
+      d[2] = s[order[2]];
+    }
+  }
+}
+
+// ---- three channels to four, one channel filled or kept --------------------------------------
+
+// Four pixels of output from twelve bytes of input: lane 4p+c takes byte 3p+order[c], except
+// the one channel that is filled or kept, whose lanes are zero in the shuffle and come from
+// `fill` or from the destination under `keep`.
+template <bool kKeep>
+__m128i FinishC3C4(__m128i v, __m128i table, __m128i fill, __m128i keep, const uint8_t* d) {
+  const __m128i shuffled = Shuffle(v, table);
+  if (kKeep) return _mm_or_si128(shuffled, _mm_and_si128(Load(d), keep));
+  return _mm_or_si128(shuffled, fill);
+}
+
+template <bool kKeep>
+void SinglesC3C4(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order, int special,
+                 uint8_t value) {
+  for (; width > 0; --width, s += 3, d += 4) {
+    for (int c = 0; c < 4; ++c) {
+      if (c != special) {
+        d[c] = s[order[c]];
+      } else if (!kKeep) {
+        d[c] = value;
+      }
+    }
+  }
+}
+
+template <bool kKeep>
+void SwapRowC3C4(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order, int special,
+                 uint8_t value, __m128i table, __m128i fill, __m128i keep) {
+  for (; width >= 16; width -= 16, s += 48, d += 64) {
+    const __m128i v0 = Load(s), v1 = Load(s + 16), v2 = Load(s + 32);
+    // Windows on input bytes 0, 12, 24 and 36 onwards, one per output vector.
+    const __m128i w[4] = {v0, _mm_alignr_epi8(v1, v0, 12), _mm_alignr_epi8(v2, v1, 8),
+                          _mm_srli_si128(v2, 4)};
+    for (int q = 0; q < 4; ++q) {
+      Store(d + 16 * q, FinishC3C4<kKeep>(w[q], table, fill, keep, d + 16 * q));
+    }
+  }
+  for (; width >= 4; width -= 4, s += 12, d += 16) {
+    Store(d, FinishC3C4<kKeep>(Load12(s), table, fill, keep, d));
+  }
+  SinglesC3C4<kKeep>(s, d, width, order, special, value);
+}
+
+// Three to four channels where exactly one entry is above 2. `fill` is the value of that
+// channel, or 256 to leave it as it was. Contiguous rows run as one. An entry 3 below 0 reaches
+// before the pixel, outside the bytes a block loads, so such an order goes by single pixels.
+void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                       ImageSize roi, const int32_t* order, uint16_t fill) {
+  int special = 0;
+  for (int c = 0; c < 4; ++c) {
+    if (order[c] > 2) special = c;
+  }
+  const bool keep = fill > 255;
+  const uint8_t value = static_cast<uint8_t>(fill);
+  alignas(16) uint8_t tableBytes[16], fillBytes[16], keepBytes[16];
+  for (int lane = 0; lane < 16; ++lane) {
+    const int c = lane % 4;
+    const bool mine = c == special;
+    // An entry below 0 never reaches the table: such orders take no vector step.
+    tableBytes[lane] =
+        mine || order[c] < 0 ? kZeroLane : static_cast<uint8_t>(lane / 4 * 3 + order[c]);
+    fillBytes[lane] = mine && !keep ? value : 0;
+    keepBytes[lane] = mine && keep ? 0xFF : 0;
+  }
+  const __m128i table = LoadAligned(tableBytes);
+  const __m128i fillVec = LoadAligned(fillBytes);
+  const __m128i keepVec = LoadAligned(keepBytes);
+
+  RowRun run{roi.width, roi.height};
+  if (int64_t{srcStep} == run.width * 3 && int64_t{dstStep} == run.width * 4) {
+    run = {run.width * run.height, 1};
+  }
+  const bool reachesBack = order[3] < 0;
+  for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
+    if (reachesBack) {
+      if (keep) {
+        SinglesC3C4<true>(pSrc, pDst, run.width, order, special, value);
+      } else {
+        SinglesC3C4<false>(pSrc, pDst, run.width, order, special, value);
+      }
+    } else if (keep) {
+      SwapRowC3C4<true>(pSrc, pDst, run.width, order, special, value, table, fillVec, keepVec);
+    } else {
+      SwapRowC3C4<false>(pSrc, pDst, run.width, order, special, value, table, fillVec, keepVec);
+    }
+  }
+}
+
+// ---- the region functions of these levels ----------------------------------------------------
+
+void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, RowRun run,
+                   const int32_t* order) {
+  const TablesC3 tables = BuildTablesC3(order);
+  for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
+    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables);
+  }
+}
+
+void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                    RowRun run, const int32_t* order) {
+  const __m128i table = BuildTableAC4(order);
+  const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
+  for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
+    owniSwapChannels_8u_AC4R(pSrc, pDst, run.width, order, table, alpha);
+  }
+}
+
+void SwapRegion_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                     ImageSize roi, const int32_t* order) {
+  owniSwap_8u_C4C3R(pSrc, srcStep, pDst, dstStep, roi, order);
+}
+
+// The shuffle kernel serves orders with exactly one filled or kept channel; any other order
+// (several such channels, or none) takes the generic loop.
+void SwapRegion_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                     ImageSize roi, const int32_t* order, uint8_t val) {
+  int above = 0, special = 0;
+  for (int c = 0; c < 4; ++c) {
+    if (order[c] > 2) ++above, special = c;
+  }
+  if (above != 1) {
+    SwapGeneric_C3C4(pSrc, srcStep, pDst, dstStep, roi, order, val);
+    return;
+  }
+  const uint16_t fill = order[special] == 3 ? uint16_t{val} : uint16_t{256};
+  owniSwap_8u_C3C4R(pSrc, srcStep, pDst, dstStep, roi, order, fill);
+}
+
+}  // namespace
+}  // namespace nyx::NYX_TAG
+
+#endif  // NYX_MOVEMENT_SWAP_CHANNELS_SSSE3_H

@@ -1,0 +1,262 @@
+// Vector primitives at every level this processor runs, by their tagged names. Dot product and
+// norm must match, bit for bit, a scalar model of each level's own summation order, on data of
+// mixed magnitudes that gives other bits in other orders (the test confirms it would notice).
+// Everything else is exact, with canaries around every destination.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "measure/vector.h"
+#include "support/rows.h"
+
+namespace {
+
+struct Level {
+  const char* tag;
+  bool simd;
+  decltype(&nyx::mx::nyxsConvert_8u32f) convert;
+  decltype(&nyx::mx::nyxsSubC_32f_I) subC;
+  decltype(&nyx::mx::nyxsDotProd_32f) dot;
+  decltype(&nyx::mx::nyxsNorm_L2_32f) norm;
+  decltype(&nyx::mx::nyxsCopy_32f) copy;
+  decltype(&nyx::mx::nyxsMove_32f) move32;
+  decltype(&nyx::mx::nyxsMove_16s) move16;
+  decltype(&nyx::mx::nyxsZero_8u) zero;
+};
+#define NYX_LEVEL_ENTRY(t, simd)                                                             \
+  {                                                                                          \
+#t, simd, &nyx::t::nyxsConvert_8u32f, &nyx::t::nyxsSubC_32f_I, &nyx::t::nyxsDotProd_32f, \
+        &nyx::t::nyxsNorm_L2_32f, &nyx::t::nyxsCopy_32f, &nyx::t::nyxsMove_32f,              \
+        &nyx::t::nyxsMove_16s, &nyx::t::nyxsZero_8u                                          \
+  }
+const Level kLevels[] = {NYX_LEVEL_ENTRY(mx, false), NYX_LEVEL_ENTRY(m7, true),
+                         NYX_LEVEL_ENTRY(u8, true), NYX_LEVEL_ENTRY(y8, true)};
+
+std::vector<const Level*> Levels() {
+  std::vector<const Level*> out;
+  for (const auto& row : nyx::test::RunnableRows()) {
+    for (const auto& level : kLevels) {
+      if (std::strcmp(level.tag, row.tag) == 0) out.push_back(&level);
+    }
+  }
+  return out;
+}
+
+constexpr float kCanary = -12345.5f;
+uint32_t Bits(float f) {
+  return std::bit_cast<uint32_t>(f);
+}
+
+// `len` floats `misalign` floats past a 16-byte boundary, canaries on both sides.
+struct Floats {
+  Floats(int len, int misalign) : n(len), buf(len + 24, kCanary) {
+    p = buf.data() + (16 - reinterpret_cast<uintptr_t>(buf.data()) % 16) % 16 / 4 + 4 + misalign;
+  }
+  bool CanariesIntact() const {
+    for (const float* q = buf.data(); q < buf.data() + buf.size(); ++q) {
+      if ((q < p || q >= p + n) && Bits(*q) != Bits(kCanary)) return false;
+    }
+    return true;
+  }
+  int n;
+  std::vector<float> buf;
+  float* p;
+};
+
+// Mixed magnitudes and signs: sums of these lose different low bits in every order.
+float Mixed(std::mt19937& rng) {
+  const float mantissa = 1.0f + static_cast<float>(rng() % 8388608) / 8388608.0f;
+  return std::ldexp(rng() % 2 ? -mantissa : mantissa, static_cast<int>(rng() % 25) - 12);
+}
+
+int HeadTo16(const float* p) {
+  return static_cast<int>((16 - reinterpret_cast<uintptr_t>(p) % 16) % 16 / 4);
+}
+
+// Lanes to one float: (0 + 2) + (1 + 3) at every level; `slip` models (0 + 1) + (2 + 3).
+float Fold(const float v[4], bool slip) {
+  return slip ? (v[0] + v[1]) + (v[2] + v[3]) : (v[0] + v[2]) + (v[1] + v[3]);
+}
+
+// Float sum of a[i] * b[i] in the order of the dot product (b = pSrc2) or, with b == a and
+// `norm` set, of the SIMD norm (head to a's alignment, rounds of 8). Dot product: rounds of 8
+// into two accumulators (generic) or 16 into four joined as (0+1)+(2+3) (SIMD). The head's sum
+// seeds lane 0 of the first accumulator; no round at all: everything in order.
+float FloatModel(const float* a, const float* b, int len, int accumulators, bool slip) {
+  const int round = 4 * accumulators, head = HeadTo16(b);
+  float sum = 0.0f, acc[4][4] = {};
+  int i = 0;
+  if (len - head >= round) {
+    for (; i < head; ++i) sum += a[i] * b[i];
+    acc[0][0] = sum;
+    for (; len - i >= round; i += round) {
+      for (int k = 0; k < round; ++k) acc[k / 4][k % 4] += a[i + k] * b[i + k];
+    }
+    float v[4];
+    for (int k = 0; k < 4; ++k) {
+      v[k] = accumulators == 2 ? acc[0][k] + acc[1][k]
+                               : (acc[0][k] + acc[1][k]) + (acc[2][k] + acc[3][k]);
+    }
+    sum = Fold(v, slip);
+  }
+  for (; i < len; ++i) sum += a[i] * b[i];
+  return sum;
+}
+
+// Generic norm: double squares, rounds of 8 into lanes {0,1,4,5} / {2,3,6,7}, no head.
+float GenericNorm(const float* p, int len) {
+  double acc[2][2] = {}, sum;
+  int i = 0;
+  for (; len - i >= 8; i += 8) {
+    for (int k = 0; k < 8; ++k) acc[k / 2 % 2][k % 2] += static_cast<double>(p[i + k]) * p[i + k];
+  }
+  for (sum = (acc[0][0] + acc[1][0]) + (acc[0][1] + acc[1][1]); i < len; ++i) {
+    sum += static_cast<double>(p[i]) * p[i];
+  }
+  return static_cast<float>(std::sqrt(sum));
+}
+
+std::vector<int> Lengths() {
+  std::vector<int> lengths{255, 1000, 4099};
+  for (int n = 1; n <= 70; ++n) lengths.push_back(n);
+  return lengths;
+}
+
+TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
+  std::mt19937 rng(7);
+  for (const Level* level : Levels()) {
+    int caught[3] = {};  // slipped dot fold, plain dot loop, slipped SIMD norm fold
+    for (int len : Lengths()) {
+      for (int m = 0; m < 16; ++m) {
+        Floats a(len, m / 4), b(len, m % 4);
+        for (int i = 0; i < len; ++i) a.p[i] = Mixed(rng), b.p[i] = Mixed(rng);
+        float dp = kCanary, norm = kCanary, plain = 0.0f;
+        ASSERT_EQ(level->dot(a.p, b.p, len, &dp), StatusOk);
+        ASSERT_EQ(level->norm(b.p, len, &norm), StatusOk);
+        const int accumulators = level->simd ? 4 : 2;
+        ASSERT_EQ(Bits(dp), Bits(FloatModel(a.p, b.p, len, accumulators, false)))
+            << level->tag << " len " << len << " misalign " << m;
+        const float normModel =
+            level->simd ? std::sqrt(FloatModel(b.p, b.p, len, 2, false)) : GenericNorm(b.p, len);
+        ASSERT_EQ(Bits(norm), Bits(normModel)) << level->tag << " len " << len << " m " << m;
+        for (int i = 0; i < len; ++i) plain += a.p[i] * b.p[i];
+        caught[0] += Bits(dp) != Bits(FloatModel(a.p, b.p, len, accumulators, true));
+        caught[1] += Bits(dp) != Bits(plain);
+        caught[2] += Bits(norm) != Bits(std::sqrt(FloatModel(b.p, b.p, len, 2, true)));
+      }
+    }
+    // The data would have caught a wrong order (the generic norm rounds a double to float,
+    // which hides its order, so only the SIMD norm must show it).
+    EXPECT_GT(caught[0], 100) << level->tag;
+    EXPECT_GT(caught[1], 100) << level->tag;
+    if (level->simd) {
+      EXPECT_GT(caught[2], 10) << level->tag;
+    }
+    const float zeros[9] = {0.0f, -0.0f};
+    float norm = kCanary;
+    EXPECT_EQ(level->norm(zeros, 9, &norm), StatusOk);
+    EXPECT_EQ(Bits(norm), Bits(0.0f)) << level->tag;
+  }
+}
+
+TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
+  std::mt19937 rng(3);
+  for (const Level* level : Levels()) {
+    for (int len : Lengths()) {
+      for (int m = 0; m < 4; ++m) {
+        std::vector<uint8_t> bytes(len + m);
+        for (auto& v : bytes) v = static_cast<uint8_t>(rng());
+        Floats dst(len, m), src(len, 3 - m);
+        ASSERT_EQ(level->convert(bytes.data() + m, dst.p, len), StatusOk);
+        for (int i = 0; i < len; ++i) ASSERT_EQ(dst.p[i], static_cast<float>(bytes[m + i]));
+        const float c = Mixed(rng);
+        for (int i = 0; i < len; ++i) src.p[i] = dst.p[i] = Mixed(rng);
+        ASSERT_EQ(level->subC(c, dst.p, len), StatusOk);
+        for (int i = 0; i < len; ++i) ASSERT_EQ(Bits(dst.p[i]), Bits(src.p[i] - c)) << i;
+        ASSERT_EQ(level->copy(src.p, dst.p, len), StatusOk);
+        ASSERT_EQ(std::memcmp(src.p, dst.p, len * 4), 0);
+        ASSERT_EQ(level->zero(reinterpret_cast<uint8_t*>(dst.p) + m, len * 4 - m), StatusOk);
+        for (int i = 0; i < len; ++i)
+          ASSERT_EQ(Bits(dst.p[i]), i ? 0 : Bits(src.p[0]) & ((1u << 8 * m) - 1));
+        ASSERT_EQ(level->move32(src.p, dst.p, len), StatusOk);
+        ASSERT_EQ(std::memcmp(src.p, dst.p, len * 4), 0);
+        ASSERT_TRUE(dst.CanariesIntact()) << level->tag << " len " << len << " m " << m;
+      }
+    }
+    // Every byte value; a zero constant of either sign leaves -0.0 as it is (subtracting -0.0
+    // would make it +0.0).
+    uint8_t all[256];
+    float f[256], negZero[5] = {-0.0f, -0.0f, -0.0f, -0.0f, -0.0f};
+    for (int i = 0; i < 256; ++i) all[i] = static_cast<uint8_t>(i);
+    ASSERT_EQ(level->convert(all, f, 256), StatusOk);
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(f[i], static_cast<float>(i)) << level->tag;
+    for (float c : {0.0f, -0.0f}) EXPECT_EQ(level->subC(c, negZero, 5), StatusOk);
+    for (float v : negZero) EXPECT_EQ(Bits(v), Bits(-0.0f)) << level->tag;
+  }
+}
+
+// Overlapping moves both ways and onto themselves, against memmove, guards around the range.
+TEST(Vector, MovesAreOverlapSafe) {
+  for (const Level* level : Levels()) {
+    for (int len : {1, 3, 8, 17, 64, 133}) {
+      for (int shift : {-37, -16, -5, -1, 0, 1, 4, 9, 40}) {
+        std::vector<float> f(len + 100), fWant;
+        std::vector<int16_t> s(len + 100), sWant;
+        for (size_t i = 0; i < f.size(); ++i) f[i] = i + 0.25f, s[i] = static_cast<int16_t>(-3 * i);
+        fWant = f, sWant = s;
+        std::memmove(&fWant[48 + shift], &fWant[48], len * sizeof(float));
+        std::memmove(&sWant[48 + shift], &sWant[48], len * sizeof(int16_t));
+        ASSERT_EQ(level->move32(&f[48], &f[48 + shift], len), StatusOk);
+        ASSERT_EQ(level->move16(&s[48], &s[48 + shift], len), StatusOk);
+        EXPECT_EQ(f, fWant) << level->tag << " len " << len << " shift " << shift;
+        EXPECT_EQ(s, sWant) << level->tag << " len " << len << " shift " << shift;
+      }
+    }
+  }
+}
+
+// Pointers first, then the length; a failed call writes nothing. Length 1 works.
+TEST(Vector, ArgumentChecks) {
+  for (const Level* level : Levels()) {
+    float f[4] = {1.0f, 2.0f, 3.0f, 4.0f}, out = kCanary;
+    int16_t s[4] = {};
+    uint8_t b[4] = {9, 9, 9, 9};
+    const Status got[] = {level->convert(nullptr, f, 0),
+                          level->convert(b, nullptr, 4),
+                          level->convert(b, f, 0),
+                          level->subC(0.0f, nullptr, 4),
+                          level->subC(0.0f, f, 0),
+                          level->subC(1.0f, f, -1),
+                          level->dot(nullptr, f, 4, &out),
+                          level->dot(f, nullptr, 4, &out),
+                          level->dot(f, f, 0, nullptr),
+                          level->dot(f, f, 0, &out),
+                          level->norm(nullptr, 4, &out),
+                          level->norm(f, 4, nullptr),
+                          level->norm(f, -3, &out),
+                          level->copy(nullptr, f, 4),
+                          level->copy(f, f + 1, 0),
+                          level->move32(f, nullptr, 4),
+                          level->move32(f + 1, f, 0),
+                          level->move16(nullptr, s, -1),
+                          level->move16(s, s + 1, 0),
+                          level->zero(nullptr, 4),
+                          level->zero(b, 0)};
+    const Status want[] = {-8, -8, -6, -8, -6, -6, -8, -8, -8, -6, -8,
+                           -8, -6, -8, -6, -8, -6, -8, -6, -8, -6};
+    static_assert(sizeof(got) == sizeof(want));
+    for (size_t i = 0; i < std::size(got); ++i) EXPECT_EQ(got[i], want[i]) << level->tag << i;
+    EXPECT_EQ(Bits(out), Bits(kCanary));
+    EXPECT_TRUE(f[0] == 1.0f && f[1] == 2.0f && b[0] == 9);
+    EXPECT_EQ(level->dot(f + 1, f + 2, 1, &out), StatusOk);
+    EXPECT_EQ(out, 6.0f);
+    EXPECT_EQ(level->norm(f + 3, 1, &out), StatusOk);
+    EXPECT_EQ(out, 4.0f);
+  }
+}
+
+}  // namespace
