@@ -1,0 +1,244 @@
+#include "driver.h"
+
+#include <sanitizer/asan_interface.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/calls.h"
+
+namespace nyx::fuzz {
+
+namespace {
+
+using test::Args;
+using test::Call;
+using test::Extra;
+
+// Legal calls are given buffers of exactly the bytes their arguments reach. Calls that need more
+// memory, or move more bytes (a step of 0 reuses one row for any height), are not worth the
+// time of a run.
+constexpr int64_t kMaxBufferBytes = int64_t{1} << 18;
+constexpr int64_t kMaxMovedBytes = int64_t{4} << 20;
+constexpr int32_t kMaxLead = 256;
+
+class Reader {
+ public:
+  Reader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+  // Past the end of the input every byte reads as zero.
+  uint8_t Byte() {
+    if (size_ == 0) return 0;
+    --size_;
+    return *data_++;
+  }
+  int32_t Int32() {
+    uint32_t v = 0;
+    for (int k = 0; k < 4; ++k) v |= uint32_t{Byte()} << (8 * k);
+    return static_cast<int32_t>(v);
+  }
+
+ private:
+  const uint8_t* data_;
+  size_t size_;
+};
+
+// The processor codes of the rows, and whether this machine runs them.
+struct Row {
+  uint32_t code;
+  bool runnable;
+};
+const std::vector<Row>& RunnableRows() {
+  static const std::vector<Row> rows = [] {
+    std::vector<Row> all = {{0, true},
+                            {32, __builtin_cpu_supports("sse3") != 0},
+                            {33, __builtin_cpu_supports("ssse3") != 0},
+                            {35, __builtin_cpu_supports("sse4.1") != 0}};
+    std::vector<Row> runnable;
+    for (const Row& row : all) {
+      if (row.runnable) runnable.push_back(row);
+    }
+    return runnable;
+  }();
+  return rows;
+}
+
+// Sizes from small to a few hundred pixels, with now and then any 32-bit value.
+ImageSize DecodeSize(Reader& in) {
+  const uint8_t mode = in.Byte();
+  if (mode >= 240) return {in.Int32(), in.Int32()};
+  int32_t width = in.Byte() % 97 - 2;
+  if (mode & 1) width += 256;
+  return {width, in.Byte() % 12 - 1};
+}
+
+// Packed, padded, bottom-up, zero, short (rows overlap), small negative, or any value.
+int32_t DecodeStep(Reader& in, int64_t rowBytes) {
+  const int32_t packed = static_cast<int32_t>(std::clamp<int64_t>(rowBytes, 0, INT32_MAX));
+  switch (in.Byte() % 8) {
+    case 2:
+      return static_cast<int32_t>(std::min<int64_t>(int64_t{packed} + in.Byte() % 64, INT32_MAX));
+    case 3:
+      return -static_cast<int32_t>(std::min<int64_t>(int64_t{packed} + in.Byte() % 64, INT32_MAX));
+    case 4:
+      return 0;
+    case 5:
+      return packed - static_cast<int32_t>(in.Byte() % (std::min(packed, 255) + 1));
+    case 6:
+      return in.Int32();
+    case 7:
+      return -static_cast<int32_t>(in.Byte() % 16);
+    default:
+      return packed;
+  }
+}
+
+// One of the entry's own argument sets, or raw orders, axis, flags and fill value.
+Extra DecodeExtra(Reader& in, const Call& call) {
+  const uint8_t mode = in.Byte();
+  if (mode < 160) return call.extras[mode % call.extras.size()];
+  Extra extra = call.extras[0];
+  extra.label = "decoded";
+  for (int32_t& entry : extra.order) entry = static_cast<int8_t>(in.Byte()) % 7;
+  if (in.Byte() < 16) extra.order[in.Byte() % 4] = in.Int32();
+  extra.mode = static_cast<int8_t>(in.Byte()) % 5;
+  if (in.Byte() < 16) extra.mode = in.Int32();
+  extra.fill = in.Byte();
+  return extra;
+}
+
+// The bytes an image's rows reach, relative to its first pixel: [low, high).
+struct Span {
+  int64_t low, high;
+};
+Span Reach(ImageSize size, int32_t step, int pixelBytes, int32_t lead) {
+  const int64_t lastRow = int64_t{size.height - 1} * step;
+  return {std::min<int64_t>(0, lastRow) - lead,
+          std::max<int64_t>(0, lastRow) + int64_t{size.width} * pixelBytes};
+}
+
+// A heap block holding an image: the bytes its rows reach, after `misalign` bytes that the call
+// must not touch (poisoned, so an access faults under the address sanitizer).
+class Buffer {
+ public:
+  Buffer(Span span, int misalign, std::mt19937& rng)
+      : misalign_(misalign), bytes_(static_cast<size_t>(misalign + span.high - span.low)) {
+    block_.reset(new uint8_t[bytes_]);
+    for (size_t i = 0; i < bytes_; ++i) block_[i] = static_cast<uint8_t>(rng());
+    origin_ = block_.get() + misalign - span.low;
+    ASAN_POISON_MEMORY_REGION(block_.get(), misalign_);
+  }
+  ~Buffer() { ASAN_UNPOISON_MEMORY_REGION(block_.get(), misalign_); }
+
+  uint8_t* Origin() { return origin_; }
+  // The bytes a call may reach, to compare before and after.
+  std::vector<uint8_t> Contents() const {
+    return std::vector<uint8_t>(block_.get() + misalign_, block_.get() + bytes_);
+  }
+  void Restore(const std::vector<uint8_t>& contents) {
+    std::memcpy(block_.get() + misalign_, contents.data(), contents.size());
+  }
+
+ private:
+  int misalign_;
+  size_t bytes_;
+  std::unique_ptr<uint8_t[]> block_;
+  uint8_t* origin_ = nullptr;
+};
+
+[[noreturn]] void Fail(const Call& call, const Args& a, uint32_t cpuCode, const std::string& what) {
+  std::fprintf(stderr,
+               "%s: %s\n  size %dx%d, src %p step %d, dst %p step %d, order %d %d %d %d, fill %d, "
+               "mode %d, processor code %u\n",
+               call.name, what.c_str(), a.size.width, a.size.height,
+               static_cast<const void*>(a.src), a.srcStep, static_cast<void*>(a.dst), a.dstStep,
+               a.extra.order[0], a.extra.order[1], a.extra.order[2], a.extra.order[3], a.extra.fill,
+               a.extra.mode, cpuCode);
+  std::abort();
+}
+
+Status RunAtRow(const Call& call, const Args& args, uint32_t cpuCode) {
+  nyxStaticInitCpu(cpuCode);
+  const Status status = call.run(args);
+  nyxStaticInitCpu(0);
+  return status;
+}
+
+}  // namespace
+
+int RunFamily(const char* family, const uint8_t* data, size_t size) {
+  std::vector<const Call*> calls;
+  for (const Call& call : test::Calls()) {
+    if (std::strncmp(call.name, family, std::strlen(family)) == 0) calls.push_back(&call);
+  }
+  if (calls.empty()) return 0;
+
+  Reader in(data, size);
+  const Call& call = *calls[in.Byte() % calls.size()];
+  const uint32_t cpuCode = RunnableRows()[in.Byte() % RunnableRows().size()].code;
+  const uint8_t nulls = in.Byte();
+  Args args{};
+  args.size = DecodeSize(in);
+  args.srcStep = DecodeStep(in, int64_t{args.size.width} * call.srcBytes);
+  args.dstStep = DecodeStep(in, int64_t{args.size.width} * call.dstBytes);
+  const int srcMisalign = in.Byte() % 64, dstMisalign = in.Byte() % 64;
+  args.extra = DecodeExtra(in, call);
+  std::mt19937 rng(static_cast<uint32_t>(in.Int32()));
+
+  // Null pointers in one input of sixteen; the placeholders are never dereferenced.
+  static uint8_t placeholder;
+  const bool srcNull = nulls < 16 && (nulls & 1), dstNull = nulls < 16 && (nulls & 2);
+  args.extra.nullArray = args.extra.nullArray || (nulls < 16 && (nulls & 4));
+  args.src = srcNull ? nullptr : &placeholder;
+  args.dst = dstNull ? nullptr : &placeholder;
+  const Status expected = call.expected(args);
+
+  // A call that must fail gets small buffers: it may touch none of their bytes.
+  const int32_t lead = test::SourceLead(args.extra);
+  Span srcSpan{0, 64}, dstSpan{0, 64};
+  if (expected == StatusOk) {
+    srcSpan = call.inPlace ? Span{0, 0} : Reach(args.size, args.srcStep, call.srcBytes, lead);
+    dstSpan = Reach(args.size, args.dstStep, call.dstBytes, 0);
+    const double moved =
+        double{1.0} * args.size.width * args.size.height * (call.srcBytes + call.dstBytes);
+    const int64_t srcBytes = srcSpan.high - srcSpan.low, dstBytes = dstSpan.high - dstSpan.low;
+    if (lead > kMaxLead || moved > double{kMaxMovedBytes} || srcBytes > kMaxBufferBytes ||
+        dstBytes > kMaxBufferBytes - srcBytes) {
+      return 0;
+    }
+  }
+  Buffer src(srcSpan, srcMisalign, rng), dst(dstSpan, dstMisalign, rng);
+  if (!srcNull) args.src = src.Origin();
+  if (!dstNull) args.dst = dst.Origin();
+  const std::vector<uint8_t> srcBefore = src.Contents(), dstBefore = dst.Contents();
+
+  const Status status = RunAtRow(call, args, cpuCode);
+  if (status != expected) {
+    Fail(call, args, cpuCode,
+         "returned " + std::to_string(status) + ", documented " + std::to_string(expected));
+  }
+  if (src.Contents() != srcBefore) Fail(call, args, cpuCode, "wrote into its source");
+  if (status != StatusOk) {
+    if (dst.Contents() != dstBefore) Fail(call, args, cpuCode, "failed but wrote");
+    return 0;
+  }
+
+  // In place, overlapping rows exchange in an order of each level's own choosing.
+  const int64_t rowBytes = int64_t{args.size.width} * call.dstBytes;
+  if (cpuCode == 0 ||
+      (call.inPlace && args.size.height > 1 && std::abs(int64_t{args.dstStep}) < rowBytes)) {
+    return 0;
+  }
+  const std::vector<uint8_t> atRow = dst.Contents();
+  dst.Restore(dstBefore);
+  RunAtRow(call, args, 0);
+  if (dst.Contents() != atRow) Fail(call, args, cpuCode, "differs from the generic row");
+  return 0;
+}
+
+}  // namespace nyx::fuzz
