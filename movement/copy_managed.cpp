@@ -72,6 +72,8 @@ size_t Rounds64(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
 // leaves the row. Gives the bytes done.
 template <int kShift>
 size_t MergedRounds(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
+  // Even the first unaligned load needs one round's worth of row behind it.
+  if (len < 80) return 0;
   const uint8_t* a = pSrc - kShift;
   __m128i prev = _mm_slli_si128(LoadU(pSrc), kShift);
   size_t done = 0;

@@ -1,73 +1,55 @@
 // Memory kernels of every level this processor runs, against byte loops: forward copy, move,
 // zero fill, the row copy with and without streaming stores, the streaming block kernels, the
-// leaf-2 cache table, and the region copies with their merge and alignment branches.
+// leaf-2 cache lookup, and the region copies with their merge and alignment branches.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <random>
 #include <vector>
 
-#include "frame/cpu.h"
 #include "movement/copy.h"
+#include "support/rows.h"
 
 namespace {
 
-using CopyFn = void* (*)(const uint8_t*, uint8_t*, int32_t);
-using ZeroFn = void* (*)(uint8_t*, int32_t);
-using RowFn = void (*)(const uint8_t*, uint8_t*, int32_t, int32_t);
-using C3P3Fn = Status (*)(const uint8_t*, int32_t, uint8_t* const[3], int32_t, ImageSize);
-using C4C1Fn = Status (*)(const uint8_t*, int32_t, uint8_t*, int32_t, ImageSize);
-
 struct Level {
   const char* tag;
-  bool runs;
-  CopyFn copy, move;
-  ZeroFn zero;
-  RowFn row;
-  C3P3Fn c3p3;
-  C4C1Fn c4c1;
+  decltype(&nyx::mx::ownsCopy_8u) copy, move;
+  decltype(&nyx::mx::ownsZero_8u) zero;
+  decltype(&nyx::mx::owniCopy_8u_C1) row;
+  decltype(&nyx::mx::nyxiCopy_8u_C3P3R) c3p3;
+  decltype(&nyx::mx::nyxiCopy_8u_C4C1R) c4c1;
+  // The streaming kernels and the leaf-2 lookup, which the generic level does without.
+  decltype(&nyx::m7::ownsCopyNT_8u) copyNT = nullptr;
+  decltype(&nyx::m7::ownsZeroNT_8u) zeroNT = nullptr;
+  decltype(&nyx::m7::ownsCacheSizeFromLeaf2) fromLeaf2 = nullptr;
 };
+#define NYX_KERNELS(t)                                                                           \
+#t, &nyx::t::ownsCopy_8u, &nyx::t::ownsMove_8u, &nyx::t::ownsZero_8u, &nyx::t::owniCopy_8u_C1, \
+      &nyx::t::nyxiCopy_8u_C3P3R, &nyx::t::nyxiCopy_8u_C4C1R
+#define NYX_SIMD_KERNELS(t) \
+  NYX_KERNELS(t), &nyx::t::ownsCopyNT_8u, &nyx::t::ownsZeroNT_8u, &nyx::t::ownsCacheSizeFromLeaf2
+const Level kLevels[] = {
+    {NYX_KERNELS(mx)}, {NYX_SIMD_KERNELS(m7)}, {NYX_SIMD_KERNELS(u8)}, {NYX_SIMD_KERNELS(y8)}};
 
-#define NYX_LEVEL_ROW(tag, runs)                                                           \
-  Level {                                                                                  \
-#tag, runs, nyx::tag::ownsCopy_8u, nyx::tag::ownsMove_8u, nyx::tag::ownsZero_8u,       \
-        nyx::tag::owniCopy_8u_C1, nyx::tag::nyxiCopy_8u_C3P3R, nyx::tag::nyxiCopy_8u_C4C1R \
-  }
-
-std::vector<Level> Levels() {
-  const Level all[] = {NYX_LEVEL_ROW(mx, true),
-                       NYX_LEVEL_ROW(m7, __builtin_cpu_supports("sse3") != 0),
-                       NYX_LEVEL_ROW(u8, __builtin_cpu_supports("ssse3") != 0),
-                       NYX_LEVEL_ROW(y8, __builtin_cpu_supports("sse4.1") != 0)};
-  std::vector<Level> out;
-  for (const Level& l : all) {
-    if (l.runs) out.push_back(l);
-  }
+std::vector<const Level*> Levels() {
+  std::vector<const Level*> out;
+  for (const auto& row : nyx::test::RunnableRows()) out.push_back(&kLevels[row.index]);
   return out;
 }
 
-struct SimdLevel {
-  const char* tag;
-  bool runs;
-  int32_t (*fromLeaf2)(const uint32_t[4]);
-  void (*copyNT)(const uint8_t*, uint8_t*, int32_t);
-  void (*zeroNT)(uint8_t*, int32_t);
-  size_t copyThreshold;
-};
-
-std::vector<SimdLevel> SimdLevels() {
-  const SimdLevel all[] = {
-      {"m7", __builtin_cpu_supports("sse3") != 0, nyx::m7::ownsCacheSizeFromLeaf2,
-       nyx::m7::ownsCopyNT_8u, nyx::m7::ownsZeroNT_8u, 0x80000},
-      {"u8", __builtin_cpu_supports("ssse3") != 0, nyx::u8::ownsCacheSizeFromLeaf2,
-       nyx::u8::ownsCopyNT_8u, nyx::u8::ownsZeroNT_8u, 0x100000},
-      {"y8", __builtin_cpu_supports("sse4.1") != 0, nyx::y8::ownsCacheSizeFromLeaf2,
-       nyx::y8::ownsCopyNT_8u, nyx::y8::ownsZeroNT_8u, 0x100000}};
-  std::vector<SimdLevel> out;
-  for (const SimdLevel& l : all) {
-    if (l.runs) out.push_back(l);
-  }
-  return out;
+// Kernel k of a level on (s, d, n), giving what it returns (its destination for those that
+// return nothing): copy, move, row copy, row copy allowed to stream, zero fill, streaming copy,
+// streaming zero fill.
+void* RunKernel(const Level& l, int k, const uint8_t* s, uint8_t* d, int32_t n) {
+  if (k == 0) return l.copy(s, d, n);
+  if (k == 1) return l.move(s, d, n);
+  if (k == 4) return l.zero(d, n);
+  if (k == 2 || k == 3) l.row(s, d, n, k - 2);
+  if (k == 5) l.copyNT(s, d, n);
+  if (k == 6) l.zeroNT(d, n);
+  return d;
 }
 
 // Random bytes, cut from one pool so that thousands of small cases stay cheap.
@@ -82,162 +64,85 @@ std::vector<uint8_t> RandomBytes(size_t n, uint32_t seed) {
   return {pool.begin() + start, pool.begin() + start + n};
 }
 
-// A source and a destination, both 64 bytes past a 64-byte boundary plus the misalignments,
-// with canaries around the destination range.
-struct Buffers {
-  std::vector<uint8_t> src, dst;
-  uint8_t *s, *d;
-  Buffers(size_t len, int srcMis, int dstMis, uint32_t seed)
-      : src(RandomBytes(len + 256, seed)), dst(RandomBytes(len + 256, ~seed)) {
-    s = Align(src.data()) + 64 + srcMis;
-    d = Align(dst.data()) + 64 + dstMis;
-  }
-  static uint8_t* Align(uint8_t* p) {
-    return p + ((64 - (reinterpret_cast<uintptr_t>(p) & 63)) & 63);
-  }
-};
+uint8_t* Align64(uint8_t* p) {
+  return p + ((64 - (reinterpret_cast<uintptr_t>(p) & 63)) & 63);
+}
 
-// Every kernel that copies forward, at every length up to 200, near the round sizes, and with
-// the source and destination offsets all walked through.
-TEST(CopyKernels, ForwardCopiesMatchByteLoop) {
-  std::vector<int> lengths;
+// Every kernel at every length up to 200 and some beyond, with source and destination offsets
+// walked through (all 256 pairs around 64 and 128), a negative length that does nothing, and
+// lengths on both sides of the levels' thresholds where the cache decides (on a processor whose
+// leaf 2 names its cache) on streaming stores. The streaming kernels run wherever the destination
+// is aligned, over single bytes up to several 0x40000-byte blocks with a short remainder.
+TEST(CopyKernels, MatchByteLoops) {
+  struct Case {
+    int n, sm, dm;
+  };
+  std::vector<Case> cases = {{-5, 0, 0}};
+  std::vector<int> lengths = {255, 256, 257, 1000, 4099};
   for (int n = 0; n <= 200; ++n) lengths.push_back(n);
-  for (int n : {255, 256, 257, 1000, 4099}) lengths.push_back(n);
-  for (const Level& l : Levels()) {
-    for (int n : lengths) {
-      const bool allOffsets = n == 64 || n == 65 || n == 127 || n == 128 || n == 129;
-      for (int k = 0; k < (allOffsets ? 256 : 16); ++k) {
-        const int sm = allOffsets ? k / 16 : (k * 7 + n) % 16, dm = k % 16;
-        for (int kernel = 0; kernel < 4; ++kernel) {
-          Buffers b(n, sm, dm, n * 256 + k);
-          std::vector<uint8_t> want = b.dst;
-          std::memcpy(want.data() + (b.d - b.dst.data()), b.s, n);
-          void* ret = b.d;
-          switch (kernel) {
-            case 0:
-              ret = l.copy(b.s, b.d, n);
-              break;
-            case 1:
-              ret = l.move(b.s, b.d, n);
-              break;
-            case 2:
-              l.row(b.s, b.d, n, 0);
-              break;
-            case 3:
-              l.row(b.s, b.d, n, 1);
-              break;
-          }
-          ASSERT_EQ(b.dst, want) << l.tag << " kernel " << kernel << " len " << n << " src+" << sm
-                                 << " dst+" << dm;
-          ASSERT_EQ(ret, b.d);
-        }
+  for (int n : lengths) {
+    const bool all = n == 64 || n == 65 || n == 127 || n == 128 || n == 129;
+    for (int k = 0; k < (all ? 256 : 16); ++k) {
+      cases.push_back({n, all ? k / 16 : (k * 7 + n) % 16, k % 16});
+    }
+  }
+  for (int n : {0x40000 + 5, 0x80000 - 1, 0x80000 + 17, 0x100000 + 4097}) {
+    for (int sm : {0, 3, 5}) cases.push_back({n, sm, sm == 3 ? 9 : 0});
+  }
+  for (const Level* l : Levels()) {
+    for (const Case& c : cases) {
+      for (int k = 0; k < (l->copyNT ? 7 : 5); ++k) {
+        if (k >= 5 && c.dm != 0) continue;  // the streaming kernels want an aligned destination
+        const size_t n = std::max(c.n, 0);
+        // Source and destination 64 bytes past a 64-byte boundary, random canaries around.
+        const uint32_t seed = c.n * 256 + c.sm * 16 + c.dm;
+        std::vector<uint8_t> src = RandomBytes(n + 256, seed), dst = RandomBytes(n + 256, ~seed);
+        uint8_t *s = Align64(src.data()) + 64 + c.sm, *d = Align64(dst.data()) + 64 + c.dm;
+        std::vector<uint8_t> want = dst;
+        const auto at = want.begin() + (d - dst.data());
+        k == 4 || k == 6 ? std::fill_n(at, n, 0) : std::copy_n(s, n, at);
+        ASSERT_EQ(RunKernel(*l, k, s, d, c.n), d);
+        ASSERT_EQ(dst, want) << l->tag << " kernel " << k << " len " << c.n << " src+" << c.sm
+                             << " dst+" << c.dm;
       }
     }
   }
 }
 
-TEST(CopyKernels, ZeroMatchesByteLoop) {
-  for (const Level& l : Levels()) {
-    for (int n = 0; n <= 300; n += (n < 140 ? 1 : 37)) {
-      for (int dm = 0; dm < 16; ++dm) {
-        Buffers b(n, 0, dm, n + dm);
-        std::vector<uint8_t> want = b.dst;
-        std::memset(want.data() + (b.d - b.dst.data()), 0, n);
-        ASSERT_EQ(l.zero(b.d, n), b.d);
-        ASSERT_EQ(b.dst, want) << l.tag << " len " << n << " dst+" << dm;
-      }
-    }
-    // Negative lengths do nothing.
-    Buffers b(16, 0, 0, 1);
-    const std::vector<uint8_t> before = b.dst;
-    l.zero(b.d, -5);
-    l.copy(b.s, b.d, -5);
-    l.move(b.s, b.d, -5);
-    l.row(b.s, b.d, -5, 1);
-    EXPECT_EQ(b.dst, before) << l.tag;
-  }
-}
-
-// Lengths on both sides of the levels' thresholds, where the cache decides (on a processor whose
-// leaf 2 names its cache) between ordinary and streaming stores.
-TEST(CopyKernels, AroundThresholds) {
-  for (const Level& l : Levels()) {
-    for (int n : {0x80000 - 1, 0x80000 + 17, 0x100000 + 4097}) {
-      Buffers b(n, 3, 9, n);
-      std::vector<uint8_t> want = b.dst;
-      std::memcpy(want.data() + (b.d - b.dst.data()), b.s, n);
-      l.copy(b.s, b.d, n);
-      ASSERT_EQ(b.dst, want) << l.tag << " copy " << n;
-      l.zero(b.d, n);
-      std::memset(want.data() + (b.d - b.dst.data()), 0, n);
-      ASSERT_EQ(b.dst, want) << l.tag << " zero " << n;
-    }
-  }
-}
-
-// The streaming kernels themselves, so that their blocks are covered whatever this processor's
-// cache lookup answers: several blocks of 0x40000 bytes and short remainders.
-TEST(CopyKernels, StreamingBlocks) {
-  for (const SimdLevel& l : SimdLevels()) {
-    for (int n : {0, 1, 15, 16, 17, 63, 64, 100, 0x40000, 2 * 0x40000 + 1007}) {
-      for (int sm : {0, 5}) {
-        Buffers b(n, sm, 0, n + sm);
-        std::vector<uint8_t> want = b.dst;
-        std::memcpy(want.data() + (b.d - b.dst.data()), b.s, n);
-        l.copyNT(b.s, b.d, n);
-        ASSERT_EQ(b.dst, want) << l.tag << " copy " << n << " src+" << sm;
-        std::memset(want.data() + (b.d - b.dst.data()), 0, n);
-        l.zeroNT(b.d, n);
-        ASSERT_EQ(b.dst, want) << l.tag << " zero " << n;
-      }
-    }
-  }
-}
-
-TEST(CopyKernels, MoveOverlapsBothWays) {
-  for (const Level& l : Levels()) {
-    for (int shift : {1, -1, 3, -3, 15, -16, 17, 63, -64, 65, 200, -200}) {
-      for (int n : {1, 5, 40, 63, 64, 100, 1000}) {
+// Overlapping ranges both ways: the move gives the source as it was, the forward copy and the
+// row copies (which then forgo streaming stores) the forward byte loop's result, where a
+// destination one byte above the source repeats the first byte.
+TEST(CopyKernels, OverlappingRanges) {
+  for (const Level* l : Levels()) {
+    for (int shift : {1, -1, 3, -3, 7, 15, -16, 17, 40, 63, -64, 65, 200, -200}) {
+      for (int n : {1, 5, 10, 40, 63, 64, 100, 1000}) {
         for (int mis = 0; mis < 16; mis += 5) {
-          std::vector<uint8_t> buf = RandomBytes(n + 600, n * 31 + shift);
-          uint8_t* s = Buffers::Align(buf.data()) + 256 + mis;
-          std::vector<uint8_t> want = buf;
-          std::memmove(want.data() + (s - buf.data()) + shift, s, n);
-          l.move(s, s + shift, n);
-          ASSERT_EQ(buf, want) << l.tag << " shift " << shift << " len " << n << " +" << mis;
+          for (int k = 0; k < 4; ++k) {
+            std::vector<uint8_t> buf = RandomBytes(n + 600, n * 31 + shift), want = buf;
+            uint8_t* s = Align64(buf.data()) + 256 + mis;
+            uint8_t* w = want.data() + (s - buf.data());
+            if (k == 1) {
+              std::memmove(w + shift, w, n);
+            } else {
+              for (int i = 0; i < n; ++i) w[shift + i] = w[i];
+            }
+            ASSERT_EQ(RunKernel(*l, k, s, s + shift, n), s + shift);
+            ASSERT_EQ(buf, want) << l->tag << " kernel " << k << " shift " << shift << " len " << n
+                                 << " +" << mis;
+          }
         }
-      }
-    }
-  }
-}
-
-// A forward copy into an overlapping range gives what the byte loop gives: a destination one
-// byte above the source repeats the first byte.
-TEST(CopyKernels, OverlappingCopyIsForwardByteLoop) {
-  for (const Level& l : Levels()) {
-    for (int shift : {1, 7, -5, 40}) {
-      for (int n : {10, 100, 1000}) {
-        std::vector<uint8_t> buf = RandomBytes(n + 200, n + shift);
-        uint8_t* s = buf.data() + 64;
-        std::vector<uint8_t> want = buf;
-        uint8_t* w = want.data() + 64;
-        for (int i = 0; i < n; ++i) w[shift + i] = w[i];
-        l.copy(s, s + shift, n);
-        ASSERT_EQ(buf, want) << l.tag << " shift " << shift << " len " << n;
       }
     }
   }
 }
 
 // Leaf-2 registers: AL must be 1, a register with bit 31 set holds nothing, the first byte is
-// never a descriptor, the largest cache named wins, and every descriptor of the processor table
-// down to 512 KiB gives that table's size.
+// never a descriptor, the largest cache named wins, and unknown descriptors give nothing.
 TEST(CopyKernels, CacheSizeFromLeaf2) {
-  struct Case {
+  const struct {
     uint32_t reg[4];
     int32_t size;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{0x00000001, 0, 0, 0x000000EC}, 25165824},
       {{0x00004301, 0, 0, 0}, 524288},
       {{0x00000002, 0, 0, 0x000000EC}, -1},
@@ -247,136 +152,87 @@ TEST(CopyKernels, CacheSizeFromLeaf2) {
       {{0x43000001, 0x4D000000, 0, 0}, 16777216},
       {{0x00000001, 0x3D3A2100, 0, 0}, -1},
       {{0x00000001, 0, 0, 0}, -1},
+      {{0x00000001, 0x00004800, 0x85, 0}, 3145728},
   };
-  for (const SimdLevel& l : SimdLevels()) {
-    for (const Case& c : cases) {
-      EXPECT_EQ(l.fromLeaf2(c.reg), c.size) << l.tag << " " << std::hex << c.reg[0] << " "
-                                            << c.reg[1] << " " << c.reg[2] << " " << c.reg[3];
-    }
-    int rows = 0;
-    for (const nyx::CacheDescriptor* row = nyx::tableCache; row->size >= 524288; ++row, ++rows) {
-      const uint32_t reg[4] = {1, row->descriptor, 0, 0};
-      EXPECT_EQ(l.fromLeaf2(reg), row->size) << l.tag << " descriptor " << int{row->descriptor};
-    }
-    EXPECT_EQ(rows, 43);
-  }
-}
-
-TEST(CopyRegions, GenericRowCopy) {
-  for (int w : {1, 6, 7, 22, 23, 40, 77}) {
-    for (int mis = 0; mis < 16; mis += 3) {
-      const int32_t srcStep = w + 5, dstStep = w + 11, h = 3;
-      std::vector<uint8_t> src = RandomBytes(srcStep * h + 32, w + mis);
-      std::vector<uint8_t> dst = RandomBytes(dstStep * h + 32, mis), want = dst;
-      for (int y = 0; y < h; ++y) std::memcpy(&want[mis + y * dstStep], &src[y * srcStep], w);
-      ASSERT_EQ(nyx::mx::nyxiCopy_8u_C1R(src.data(), srcStep, dst.data() + mis, dstStep, {w, h}),
-                StatusOk);
-      ASSERT_EQ(dst, want) << w << " +" << mis;
-      // Bottom-up destination, and a step of 0 that copies every row onto the same row.
-      ASSERT_EQ(nyx::mx::nyxiCopy_8u_C1R(src.data(), srcStep, dst.data() + mis + 2 * dstStep,
-                                         -dstStep, {w, h}),
-                StatusOk);
-      for (int y = 0; y < h; ++y) {
-        std::memcpy(&want[mis + (2 - y) * dstStep], &src[y * srcStep], w);
-      }
-      ASSERT_EQ(dst, want);
-      ASSERT_EQ(nyx::mx::nyxiCopy_8u_C1R(src.data(), srcStep, dst.data() + mis, 0, {w, h}),
-                StatusOk);
-      std::memcpy(&want[mis], &src[2 * srcStep], w);
-      ASSERT_EQ(dst, want);
+  for (const Level* l : Levels()) {
+    for (const auto& c : cases) {
+      if (l->fromLeaf2 == nullptr) break;
+      EXPECT_EQ(l->fromLeaf2(c.reg), c.size) << l->tag << " case " << &c - cases;
     }
   }
-  // Overlapping rows take the forward byte loop.
-  for (int shift : {1, 3, -2, 20}) {
-    std::vector<uint8_t> buf = RandomBytes(400, shift + 100), want = buf;
-    for (int y = 0; y < 3; ++y) {
-      for (int i = 0; i < 50; ++i) want[100 + shift + y * 60 + i] = want[100 + y * 60 + i];
-    }
-    ASSERT_EQ(nyx::mx::nyxiCopy_8u_C1R(buf.data() + 100, 60, buf.data() + 100 + shift, 60, {50, 3}),
-              StatusOk);
-    ASSERT_EQ(buf, want) << shift;
-  }
-  uint8_t b[4] = {};
-  EXPECT_EQ(nyx::mx::nyxiCopy_8u_C1R(nullptr, 1, b, 1, {0, 1}), StatusNullPointer);
-  EXPECT_EQ(nyx::mx::nyxiCopy_8u_C1R(b, 1, nullptr, -1, {1, 1}), StatusNullPointer);
-  EXPECT_EQ(nyx::mx::nyxiCopy_8u_C1R(b, 1, b + 1, 1, {1, 0}), StatusBadSize);
-  EXPECT_EQ(nyx::mx::nyxiCopy_8u_C1R(b, 1, b + 1, 1, {-1, 1}), StatusBadSize);
-  EXPECT_EQ(b[1], 0);
 }
 
 // Planes at offsets that reach each alignment branch; packed regions that merge small, large
-// and aligned, or large and unaligned.
+// and aligned (400 x 134 is 160800 source bytes), or large and unaligned.
 TEST(CopyRegions, C3P3R) {
   struct Case {
     int w, h, srcMis, planeMis, srcPad, planePad;
   };
-  std::vector<Case> cases;
-  for (int mis : {0, 1, 4, 8}) {
-    for (int pmis : {0, 1, 4, 8}) {
+  std::vector<Case> cases = {{400, 134, 0, 0, 0, 0}, {400, 134, 1, 0, 0, 0}};
+  for (int mis : {0, 1, 4}) {
+    for (int pmis : {0, 1, 4}) {
       for (int w : {1, 7, 8, 9, 17, 33}) cases.push_back({w, 3, mis, pmis, 5, 3});
       cases.push_back({40, 4, mis, pmis, 0, 0});
     }
   }
-  cases.push_back({400, 134, 0, 0, 0, 0});  // 160800 source bytes, aligned
-  cases.push_back({400, 134, 1, 0, 0, 0});  // the same, not merged
-  for (const Level& l : Levels()) {
+  for (const Level* l : Levels()) {
     for (const Case& c : cases) {
       const int32_t srcStep = 3 * c.w + c.srcPad, dstStep = c.w + c.planePad;
       std::vector<uint8_t> src = RandomBytes(srcStep * c.h + 80, c.w * 13 + c.h);
       const size_t spacing = (dstStep * c.h + 16 + 63) / 64 * 64;
       std::vector<uint8_t> dst = RandomBytes(3 * spacing + 64, c.w), want = dst;
-      uint8_t* base = Buffers::Align(src.data()) + c.srcMis;
-      ASSERT_LE(base + srcStep * c.h, src.data() + src.size());
+      const uint8_t* base = Align64(src.data()) + c.srcMis;
       uint8_t* planes[3];
       for (int p = 0; p < 3; ++p) {
-        const size_t at = (Buffers::Align(dst.data()) - dst.data()) + p * spacing + c.planeMis;
+        const size_t at = (Align64(dst.data()) - dst.data()) + p * spacing + c.planeMis;
         planes[p] = dst.data() + at;
         for (int y = 0; y < c.h; ++y) {
           for (int x = 0; x < c.w; ++x) want[at + y * dstStep + x] = base[y * srcStep + 3 * x + p];
         }
       }
-      ASSERT_EQ(l.c3p3(base, srcStep, planes, dstStep, {c.w, c.h}), StatusOk);
-      ASSERT_EQ(dst, want) << l.tag << " " << c.w << "x" << c.h << " src+" << c.srcMis << " planes+"
-                           << c.planeMis;
+      ASSERT_EQ(l->c3p3(base, srcStep, planes, dstStep, {c.w, c.h}), StatusOk);
+      ASSERT_EQ(dst, want) << l->tag << " " << c.w << "x" << c.h << " src+" << c.srcMis
+                           << " planes+" << c.planeMis;
     }
-    // Pointers in turn, then the size; nothing written on failure.
-    uint8_t buf[16] = {};
-    uint8_t* ok[3] = {buf, buf + 4, buf + 8};
-    uint8_t* nulls[3][3] = {{nullptr, buf, buf}, {buf, nullptr, buf}, {buf, buf, nullptr}};
-    EXPECT_EQ(l.c3p3(nullptr, 3, ok, 1, {0, 0}), StatusNullPointer);
-    EXPECT_EQ(l.c3p3(buf, 3, nullptr, 1, {0, 0}), StatusNullPointer);
-    for (auto& planes : nulls) EXPECT_EQ(l.c3p3(buf, 3, planes, 1, {0, 1}), StatusNullPointer);
-    EXPECT_EQ(l.c3p3(buf, 3, ok, 1, {1, 0}), StatusBadSize);
-    EXPECT_EQ(l.c3p3(buf, 3, ok, 1, {0, 1}), StatusBadSize);
   }
 }
 
 // Every fourth byte from the channel the source points at; the source ends at that channel's
 // last byte, so a load past it is caught by the sanitizer build.
 TEST(CopyRegions, C4C1R) {
-  for (const Level& l : Levels()) {
+  for (const Level* l : Levels()) {
     for (int w : {1, 15, 16, 17, 18, 33, 70}) {
-      for (int h : {1, 3}) {
-        for (int pad : {0, 3}) {
-          for (int ch = 0; ch < 4; ++ch) {
-            const int32_t srcStep = 4 * w + 4 * pad, dstStep = w + pad;
-            const size_t srcBytes = static_cast<size_t>(srcStep) * (h - 1) + 4 * (w - 1) + 1;
-            std::vector<uint8_t> src = RandomBytes(srcBytes + ch, w + h + ch);
-            std::vector<uint8_t> dst = RandomBytes(dstStep * h + 8, w), want = dst;
-            for (int y = 0; y < h; ++y) {
-              for (int x = 0; x < w; ++x) want[4 + y * dstStep + x] = src[ch + y * srcStep + 4 * x];
-            }
-            ASSERT_EQ(l.c4c1(src.data() + ch, srcStep, dst.data() + 4, dstStep, {w, h}), StatusOk);
-            ASSERT_EQ(dst, want) << l.tag << " " << w << "x" << h << " pad " << pad << " ch " << ch;
-          }
+      for (int k = 0; k < 16; ++k) {
+        const int h = k & 1 ? 3 : 1, pad = k & 2 ? 3 : 0, ch = k >> 2;
+        const int32_t srcStep = 4 * w + 4 * pad, dstStep = w + pad;
+        const size_t srcBytes = static_cast<size_t>(srcStep) * (h - 1) + 4 * (w - 1) + 1;
+        std::vector<uint8_t> src = RandomBytes(srcBytes + ch, w + k);
+        std::vector<uint8_t> dst = RandomBytes(dstStep * h + 8, w), want = dst;
+        for (int y = 0; y < h; ++y) {
+          for (int x = 0; x < w; ++x) want[4 + y * dstStep + x] = src[ch + y * srcStep + 4 * x];
         }
+        ASSERT_EQ(l->c4c1(src.data() + ch, srcStep, dst.data() + 4, dstStep, {w, h}), StatusOk);
+        ASSERT_EQ(dst, want) << l->tag << " " << w << "x" << h << " pad " << pad << " ch " << ch;
       }
     }
-    uint8_t b[8] = {};
-    EXPECT_EQ(l.c4c1(nullptr, 4, b, 1, {0, 1}), StatusNullPointer);
-    EXPECT_EQ(l.c4c1(b, 4, nullptr, 1, {1, 1}), StatusNullPointer);
-    EXPECT_EQ(l.c4c1(b + 1, 4, b, 1, {1, 0}), StatusBadSize);
-    EXPECT_EQ(b[0], 0);
+  }
+}
+
+// Pointers in turn, then the size; nothing is written on failure.
+TEST(CopyRegions, CheckOrder) {
+  for (const Level* l : Levels()) {
+    uint8_t buf[16] = {};
+    uint8_t* ok[3] = {buf, buf + 4, buf + 8};
+    uint8_t* nulls[3][3] = {{nullptr, buf, buf}, {buf, nullptr, buf}, {buf, buf, nullptr}};
+    EXPECT_EQ(l->c3p3(nullptr, 3, ok, 1, {0, 0}), StatusNullPointer);
+    EXPECT_EQ(l->c3p3(buf, 3, nullptr, 1, {0, 0}), StatusNullPointer);
+    for (auto& planes : nulls) EXPECT_EQ(l->c3p3(buf, 3, planes, 1, {0, 1}), StatusNullPointer);
+    EXPECT_EQ(l->c3p3(buf, 3, ok, 1, {1, 0}), StatusBadSize);
+    EXPECT_EQ(l->c3p3(buf, 3, ok, 1, {0, 1}), StatusBadSize);
+    EXPECT_EQ(l->c4c1(nullptr, 4, buf, 1, {0, 1}), StatusNullPointer);
+    EXPECT_EQ(l->c4c1(buf, 4, nullptr, 1, {1, 1}), StatusNullPointer);
+    EXPECT_EQ(l->c4c1(buf + 1, 4, buf, 1, {1, 0}), StatusBadSize);
+    EXPECT_EQ(std::count(buf, buf + 16, 0), 16) << l->tag;
   }
 }
 

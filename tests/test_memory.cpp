@@ -1,12 +1,10 @@
-// Aligned memory, the published constants and the floating-point state functions: alignment and
-// the saved raw address, the 32-bit byte counts of the typed forms at every level, the constants'
-// bits and their read-only home, and round trips through the x87 and SSE control state.
+// The aligned allocator and its typed forms at every level, and round trips through the x87 and
+// SSE control state that check the translation of every bit.
 #include <gtest/gtest.h>
 #include <malloc.h>
 
 #include <bit>
-#include <cfloat>
-#include <cstdio>
+#include <cmath>
 #include <cstring>
 #include <limits>
 
@@ -14,159 +12,90 @@
 
 namespace {
 
-// ---- nyxMalloc and nyxFree ----------------------------------------------------------------------
+constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
 
-TEST(Malloc, AlignedBlocksForManySizes) {
-  for (int32_t len = 1; len <= 4200; len += (len < 300 ? 1 : 97)) {
-    auto* p = static_cast<uint8_t*>(nyxMalloc(len));
-    ASSERT_NE(p, nullptr) << len;
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 32, 0u) << len;
-    // The raw address sits in the word before the block, 8 to 39 bytes below it.
-    const auto raw = reinterpret_cast<uintptr_t>(reinterpret_cast<void**>(p)[-1]);
-    const uintptr_t gap = reinterpret_cast<uintptr_t>(p) - raw;
-    EXPECT_GE(gap, 8u) << len;
-    EXPECT_LE(gap, 39u) << len;
-    std::memset(p, 0x5A, static_cast<size_t>(len));  // every byte is usable (AddressSanitizer)
-    nyxFree(p);
-  }
-  void* big = nyxMalloc(64 << 20);
-  ASSERT_NE(big, nullptr);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(big) % 32, 0u);
-  nyxFree(big);
+// A block of at least `bytes` usable bytes: 32-byte aligned, with the system allocator's address
+// in the word before it, 8 to 39 bytes below, from a request of 40 bytes more.
+void ExpectBlock(void* p, size_t bytes, const char* what) {
+  ASSERT_NE(p, nullptr) << what << " " << bytes;
+  const auto a = reinterpret_cast<uintptr_t>(p);
+  void* raw = static_cast<void**>(p)[-1];
+  EXPECT_EQ(a % 32, 0u) << what << " " << bytes;
+  EXPECT_GE(a - reinterpret_cast<uintptr_t>(raw), 8u) << what << " " << bytes;
+  EXPECT_LE(a - reinterpret_cast<uintptr_t>(raw), 39u) << what << " " << bytes;
+  EXPECT_GE(malloc_usable_size(raw), bytes + 40) << what << " " << bytes;
+  std::memset(p, 0x5A, bytes);  // every byte is usable (AddressSanitizer)
 }
 
-TEST(Malloc, NullForCountsBelowOne) {
-  EXPECT_EQ(nyxMalloc(0), nullptr);
-  EXPECT_EQ(nyxMalloc(-1), nullptr);
-  EXPECT_EQ(nyxMalloc(std::numeric_limits<int32_t>::min()), nullptr);
+TEST(Malloc, AlignedBlocksAndNull) {
+  for (int32_t len = 1; len <= 4200; len += (len < 300 ? 1 : 97)) {
+    void* p = nyxMalloc(len);
+    ExpectBlock(p, static_cast<size_t>(len), "nyxMalloc");
+    nyxFree(p);
+  }
+  for (int32_t len : {0, -1, kMin}) EXPECT_EQ(nyxMalloc(len), nullptr) << len;
   nyxFree(nullptr);  // does nothing
 }
 
-// ---- Typed forms, every level -----------------------------------------------------------------
-
+// One level's typed forms as untyped allocators (8u, 16u, 32s, 32f of 1, 2, 4, 4 bytes).
 struct TypedForms {
   const char* tag;
-  uint8_t* (*malloc8u)(int32_t);
-  uint16_t* (*malloc16u)(int32_t);
-  int32_t* (*malloc32s)(int32_t);
-  float* (*malloc32f)(int32_t);
+  void* (*alloc[4])(int32_t);
   void (*free)(void*);
 };
-
-#define NYX_TYPED_FORMS(tag)                                                            \
-  TypedForms {                                                                          \
-    #tag, nyx::tag::nyxsMalloc_8u, nyx::tag::nyxsMalloc_16u, nyx::tag::nyxsMalloc_32s, \
-        nyx::tag::nyxsMalloc_32f, nyx::tag::nyxsFree                                    \
-  }
-const TypedForms kLevels[] = {NYX_TYPED_FORMS(mx), NYX_TYPED_FORMS(m7), NYX_TYPED_FORMS(u8),
-                              NYX_TYPED_FORMS(y8)};
-#undef NYX_TYPED_FORMS
-
-// The bytes the system allocator was asked for, at least (exactly, under AddressSanitizer).
-size_t RawBytes(void* block) {
-  return malloc_usable_size(static_cast<void**>(block)[-1]);
+constexpr size_t kElementBytes[4] = {1, 2, 4, 4};
+template <auto F>
+void* Untyped(int32_t count) {
+  return F(count);
 }
-
-// A block from a typed form: aligned, every byte of count elements usable, then freed.
-template <typename T>
-void ExpectBlock(T* p, int32_t count, const char* tag) {
-  ASSERT_NE(p, nullptr) << tag << " " << count;
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 32, 0u) << tag;
-  EXPECT_GE(RawBytes(p), count * sizeof(T) + 40) << tag;
-  std::memset(p, 0xC3, count * sizeof(T));
+template <auto M8, auto M16, auto M32s, auto M32f>
+TypedForms Forms(const char* tag, void (*release)(void*)) {
+  return {tag, {Untyped<M8>, Untyped<M16>, Untyped<M32s>, Untyped<M32f>}, release};
 }
+#define NYX_FORMS(t)                                                           \
+  Forms<nyx::t::nyxsMalloc_8u, nyx::t::nyxsMalloc_16u, nyx::t::nyxsMalloc_32s, \
+        nyx::t::nyxsMalloc_32f>(#t, nyx::t::nyxsFree)
+const TypedForms kLevels[] = {NYX_FORMS(mx), NYX_FORMS(m7), NYX_FORMS(u8), NYX_FORMS(y8)};
+#undef NYX_FORMS
 
-TEST(TypedMalloc, ElementSizesAtEveryLevel) {
+TEST(TypedMalloc, EveryLevel) {
+  // The byte count is taken in 32 bits: bit 31 set gives null, a count past 32 bits keeps its
+  // low part (0x40000001 floats are 4 bytes). bytes 0 means null.
+  const struct {
+    int form;
+    int32_t count;
+    size_t bytes;
+  } wraps[] = {{3, 0x20000000, 0}, {2, 0x20000000, 0}, {3, 0x3FFFFFFF, 0}, {1, 0x40000000, 0},
+               {1, 0x7FFFFFFF, 0}, {3, 0x40000001, 4}, {2, 0x40000003, 12}};
   for (const TypedForms& level : kLevels) {
-    for (int32_t count : {1, 3, 17, 1000}) {
-      uint8_t* a = level.malloc8u(count);
-      uint16_t* b = level.malloc16u(count);
-      int32_t* c = level.malloc32s(count);
-      float* d = level.malloc32f(count);
-      ExpectBlock(a, count, level.tag);
-      ExpectBlock(b, count, level.tag);
-      ExpectBlock(c, count, level.tag);
-      ExpectBlock(d, count, level.tag);
-      level.free(a);
-      level.free(b);
-      level.free(c);
-      level.free(d);
+    for (int form = 0; form < 4; ++form) {
+      for (int32_t count : {1, 3, 17, 1000}) {
+        void* p = level.alloc[form](count);
+        ExpectBlock(p, count * kElementBytes[form], level.tag);
+        level.free(p);
+      }
+      for (int32_t count : {0, -1, kMin}) {
+        EXPECT_EQ(level.alloc[form](count), nullptr) << level.tag << " " << form << " " << count;
+      }
+    }
+    for (const auto& w : wraps) {
+      void* p = level.alloc[w.form](w.count);
+      EXPECT_EQ(p == nullptr, w.bytes == 0) << level.tag << " " << w.form << " " << w.count;
+      if (p != nullptr && w.bytes != 0) {
+        ExpectBlock(p, w.bytes, level.tag);
+        EXPECT_LT(malloc_usable_size(static_cast<void**>(p)[-1]), 4096u) << "the low 32 bits only";
+      }
+      level.free(p);
     }
     level.free(nullptr);
   }
 }
 
-TEST(TypedMalloc, CountsBelowOneGiveNull) {
-  for (const TypedForms& level : kLevels) {
-    for (int32_t count : {0, -1, std::numeric_limits<int32_t>::min()}) {
-      EXPECT_EQ(level.malloc8u(count), nullptr) << level.tag << count;
-      EXPECT_EQ(level.malloc16u(count), nullptr) << level.tag << count;
-      EXPECT_EQ(level.malloc32s(count), nullptr) << level.tag << count;
-      EXPECT_EQ(level.malloc32f(count), nullptr) << level.tag << count;
-    }
-  }
-}
-
-// The byte count is taken in 32 bits: bit 31 set gives null, beyond 32 bits keeps the low part.
-TEST(TypedMalloc, ByteCountWrapsAtThirtyTwoBits) {
-  for (const TypedForms& level : kLevels) {
-    EXPECT_EQ(level.malloc32f(0x20000000), nullptr) << level.tag;  // 0x80000000 bytes
-    EXPECT_EQ(level.malloc32s(0x20000000), nullptr) << level.tag;
-    EXPECT_EQ(level.malloc32f(0x3FFFFFFF), nullptr) << level.tag;  // 0xFFFFFFFC bytes
-    EXPECT_EQ(level.malloc16u(0x40000000), nullptr) << level.tag;  // 0x80000000 bytes
-    EXPECT_EQ(level.malloc16u(0x7FFFFFFF), nullptr) << level.tag;  // 0xFFFFFFFE bytes
-
-    float* f = level.malloc32f(0x40000001);  // 0x100000004 bytes: 4
-    ExpectBlock(f, 1, level.tag);
-    EXPECT_LT(RawBytes(f), 4096u) << level.tag << ": the low 32 bits only";
-    level.free(f);
-    int32_t* s = level.malloc32s(0x40000003);  // 12 bytes
-    ExpectBlock(s, 3, level.tag);
-    EXPECT_LT(RawBytes(s), 4096u) << level.tag;
-    level.free(s);
-  }
-}
-
-// ---- Constants --------------------------------------------------------------------------------
-
-// True if addr lies in a mapping of this process that cannot be written.
-bool InReadOnlyMapping(const void* addr) {
-  FILE* maps = std::fopen("/proc/self/maps", "r");
-  if (maps == nullptr) return false;
-  const auto a = reinterpret_cast<uintptr_t>(addr);
-  bool readOnly = false;
-  unsigned long lo, hi;
-  char perms[5];
-  char line[512];
-  while (std::fgets(line, sizeof line, maps) != nullptr) {
-    if (std::sscanf(line, "%lx-%lx %4s", &lo, &hi, perms) == 3 && a >= lo && a < hi) {
-      readOnly = perms[1] == '-';
-      break;
-    }
-  }
-  std::fclose(maps);
-  return readOnly;
-}
-
-TEST(Constants, BitPatternsInReadOnlyData) {
-  EXPECT_EQ(std::bit_cast<uint32_t>(nyxConstantOfNAN_32f), 0xFFC00000u);
-  EXPECT_EQ(std::bit_cast<uint64_t>(nyxConstantOfNAN_64f), 0xFFF8000000000000u);
-  EXPECT_EQ(std::bit_cast<uint32_t>(nyxConstantOfINF_32f), 0x7F800000u);
-  EXPECT_EQ(std::bit_cast<uint32_t>(nyxConstantOfINF_NEG_32f), 0xFF800000u);
-  EXPECT_EQ(std::bit_cast<uint64_t>(nyxConstantOfINF_64f), 0x7FF0000000000000u);
-  EXPECT_EQ(std::bit_cast<uint64_t>(nyxConstantOfINF_NEG_64f), 0xFFF0000000000000u);
-  // Placed by the linker, not written at load.
-  for (const void* c : {static_cast<const void*>(&nyxConstantOfNAN_32f),
-                        static_cast<const void*>(&nyxConstantOfNAN_64f),
-                        static_cast<const void*>(&nyxConstantOfINF_32f),
-                        static_cast<const void*>(&nyxConstantOfINF_NEG_32f),
-                        static_cast<const void*>(&nyxConstantOfINF_64f),
-                        static_cast<const void*>(&nyxConstantOfINF_NEG_64f)}) {
-    EXPECT_TRUE(InReadOnlyMapping(c)) << c;
-  }
-}
-
-// ---- Floating-point state ---------------------------------------------------------------------
+// x87 exception bits (status flags and control masks alike) and their portable form.
+const struct {
+  uint32_t x87, portable;
+} kExceptions[] = {{0x01, 0x10}, {0x04, 0x08}, {0x08, 0x04},
+                   {0x10, 0x02}, {0x20, 0x01}, {0x02, 0x80000}};
 
 // Saves the x87 control word and MXCSR with this test's own instructions and puts them back,
 // with the x87 exception flags cleared, after each test.
@@ -183,7 +112,7 @@ class FpState : public testing::Test {
   }
 
   // Raises the given x87 exception flags (status word bits 0 to 5) through the environment.
-  static void RaiseX87Flags(uint16_t flags) {
+  static void RaiseX87Flags(uint32_t flags) {
     uint32_t env[7];
     __asm__ volatile("fnstenv %0" : "=m"(env));
     env[1] = (env[1] & ~0x3Fu) | flags;
@@ -194,7 +123,8 @@ class FpState : public testing::Test {
   uint32_t savedCsr_ = 0;
 };
 
-TEST_F(FpState, MxcsrRoundingRoundTrip) {
+TEST_F(FpState, MxcsrRoundTrips) {
+  // Each rounding mode set through the field, and seen in a quotient.
   volatile float one = 1.0f, three = 3.0f;
   float quotient[4];
   for (uint32_t rc : {0x2000u, 0x4000u, 0x6000u, 0x0000u}) {
@@ -212,125 +142,70 @@ TEST_F(FpState, MxcsrRoundingRoundTrip) {
   EXPECT_EQ(ps_get_ssx(), old | 0x6000u);
   EXPECT_EQ(ps_set_ssx(0, 0x6000), old | 0x6000u);
   EXPECT_EQ(ps_get_ssx(), old & ~0x6000u);
-  nyx_set_cw_ssx(0x1F80 | 0x2000);
-  EXPECT_EQ(ps_get_ssx(), 0x3F80u);
-}
 
-TEST_F(FpState, ClearSsxReturnsTheOldWord) {
-  nyx_set_cw_ssx(0x1F80 | 0x4000 | 0x8000 | 0x01);  // round up, flush to zero, invalid flag
+  // Round up, flush to zero and the invalid flag: cleared back to the default word.
+  nyx_set_cw_ssx(0x1F80 | 0x4000 | 0x8000 | 0x01);
   EXPECT_EQ(nyx_clear_ssx(), 0xDF81u);
   EXPECT_EQ(ps_get_ssx(), 0x1F80u);
 }
 
-TEST_F(FpState, DenormalsAreZeroWhereOffered) {
-  const int32_t daz = nyx_tst_daz_ssx();
-  ASSERT_TRUE(daz == 0 || daz == 1);
-  if (daz == 0) GTEST_SKIP() << "no denormals-are-zero mode";
-  ps_set_ssx(0x40, 0x40);
-  EXPECT_EQ(ps_get_ssx() & 0x40u, 0x40u);
-  volatile float denormal = std::numeric_limits<float>::denorm_min();
-  volatile float zero = 0.0f;
-  EXPECT_EQ(denormal + zero, 0.0f) << "the denormal input is read as zero";
-}
-
-TEST_F(FpState, X87ControlWordRoundTrip) {
-  const uint32_t cw = ps_get_cw_fpu();
-  EXPECT_EQ(ps_set_cw_fpu(0x0C00, 0x0C00), cw);
-  EXPECT_EQ(ps_get_cw_fpu(), cw | 0x0C00u);
-  EXPECT_EQ(ps_set_cw_fpu(0x0000, 0x0F00), cw | 0x0C00u);
-  EXPECT_EQ(ps_get_cw_fpu(), cw & ~0x0F00u);
-
-  nyx_set_cw_fpu(0x027F);
-  EXPECT_EQ(ps_get_cw_fpu(), 0x027Fu);
-  nyx_set_rcpc_fpu(0x0300, 0x0300);
-  EXPECT_EQ(ps_get_cw_fpu(), 0x037Fu);
-  nyx_set_rcpc_fpu(0x0400, 0x0C00);
-  EXPECT_EQ(ps_get_cw_fpu(), 0x077Fu);
-  nyx_set_rcpc_fpu(0x0400, 0x0C00);  // already so
-  EXPECT_EQ(ps_get_cw_fpu(), 0x077Fu);
-}
-
-TEST_F(FpState, X87StatusInPortableForm) {
-  const struct {
-    uint16_t x87;
-    uint32_t portable;
-  } bits[] = {{0x01, 0x10}, {0x04, 0x08}, {0x08, 0x04},
-              {0x10, 0x02}, {0x20, 0x01}, {0x02, 0x80000}};
-  for (const auto& b : bits) {
-    RaiseX87Flags(b.x87);
-    EXPECT_EQ(ps_get_sw_fpu() & 0x3Fu, b.x87);
-    EXPECT_EQ(nyx_status87(), b.portable) << b.x87;
-    EXPECT_EQ(nyx_clear87(), b.portable) << b.x87;
+// Each exception bit as a status flag and as a control mask.
+TEST_F(FpState, X87ExceptionsInPortableForm) {
+  for (const auto& e : kExceptions) {
+    RaiseX87Flags(e.x87);  // while every exception is masked
+    EXPECT_EQ(ps_get_sw_fpu() & 0x3Fu, e.x87);
+    EXPECT_EQ(nyx_status87(), e.portable) << e.x87;
+    EXPECT_EQ(nyx_clear87(), e.portable) << e.x87;
     EXPECT_EQ(ps_get_sw_fpu() & 0x3Fu, 0u);
+    nyx_set_cw_fpu(0x027F);
+    EXPECT_EQ(nyx_control87(0, e.portable), 0x9001Fu & ~e.portable) << e.x87;
+    EXPECT_EQ(ps_get_cw_fpu() & 0x3Fu, 0x3Fu & ~e.x87);
+    nyx_set_cw_fpu(0x027F);
   }
   RaiseX87Flags(0x3F);
   EXPECT_EQ(nyx_status87(), 0x8001Fu);
   EXPECT_EQ(ps_clear_fpu() & 0x3Fu, 0x3Fu);
-  EXPECT_EQ(ps_get_sw_fpu() & 0x3Fu, 0u);
   EXPECT_EQ(nyx_status87(), 0u);
 }
 
-TEST_F(FpState, Control87Translation) {
-  // Double precision, nearest, all exceptions masked.
+TEST_F(FpState, X87ControlWord) {
+  // Masked writes return the old word; nyx_set_rcpc_fpu writes value under mask.
   nyx_set_cw_fpu(0x027F);
-  EXPECT_EQ(nyx_control87(0, 0), 0x9001Fu);
-  EXPECT_EQ(ps_get_cw_fpu() & ~0x40u, 0x023Fu);  // reserved bit 6 is not carried
+  EXPECT_EQ(ps_set_cw_fpu(0x0C00, 0x0C00), 0x027Fu);
+  EXPECT_EQ(ps_set_cw_fpu(0x0000, 0x0F00), 0x0E7Fu);
+  EXPECT_EQ(ps_get_cw_fpu(), 0x007Fu);
+  nyx_set_rcpc_fpu(0x0300, 0x0300);
+  EXPECT_EQ(ps_get_cw_fpu(), 0x037Fu);
+  nyx_set_rcpc_fpu(0x0400, 0x0C00);
+  EXPECT_EQ(ps_get_cw_fpu(), 0x077Fu);
 
-  // Rounding toward zero, then extended precision, then infinity control.
-  EXPECT_EQ(nyx_control87(0x300, 0x300), 0x9031Fu);
-  EXPECT_EQ(ps_get_cw_fpu() & ~0x40u, 0x0E3Fu);
-  EXPECT_EQ(nyx_control87(0, 0x30000), 0x8031Fu);
-  EXPECT_EQ(ps_get_cw_fpu() & ~0x40u, 0x0F3Fu);
-  EXPECT_EQ(nyx_control87(0x40000, 0x40000), 0xC031Fu);
-  EXPECT_EQ(ps_get_cw_fpu() & ~0x40u, 0x1F3Fu);
-
-  // Each exception mask by itself.
+  // nyx_control87 from double precision, nearest, all exceptions masked (the reserved bit 6 is
+  // not carried): rounding toward zero, extended precision, infinity control. Then single
+  // precision is set as asked, but this build reads it back as the portable 0 of the precision
+  // field, so the next call writes extended precision.
   const struct {
-    uint32_t x87, portable;
-  } masks[] = {{0x01, 0x10}, {0x04, 0x08}, {0x08, 0x04},
-               {0x10, 0x02}, {0x20, 0x01}, {0x02, 0x80000}};
-  ps_clear_fpu();
-  for (const auto& m : masks) {
-    nyx_set_cw_fpu(0x027F);
-    EXPECT_EQ(nyx_control87(0, m.portable), 0x9001Fu & ~m.portable);
-    EXPECT_EQ(ps_get_cw_fpu() & 0x3Fu, 0x3Fu & ~m.x87);
-    nyx_set_cw_fpu(0x027F);
-  }
-
-  // Single precision is set as asked, but this build reads it back as the portable 0 of the
-  // precision field, so the next call writes extended precision.
+    uint32_t value, mask, portable, x87;
+  } steps[] = {{0, 0, 0x9001F, 0x023F},
+               {0x300, 0x300, 0x9031F, 0x0E3F},
+               {0, 0x30000, 0x8031F, 0x0F3F},
+               {0x40000, 0x40000, 0xC031F, 0x1F3F},
+               {0x20000, 0x30000, 0xE031F, 0x1C3F},
+               {0, 0, 0xC031F, 0x1F3F}};
   nyx_set_cw_fpu(0x027F);
-  EXPECT_EQ(nyx_control87(0x20000, 0x30000), 0xA001Fu);
-  EXPECT_EQ(ps_get_cw_fpu() & 0x300u, 0u);
-  EXPECT_EQ(nyx_control87(0, 0), 0x8001Fu);
-  EXPECT_EQ(ps_get_cw_fpu() & 0x300u, 0x300u);
+  for (const auto& s : steps) {
+    EXPECT_EQ(nyx_control87(s.value, s.mask), s.portable) << std::hex << s.value << " " << s.mask;
+    EXPECT_EQ(ps_get_cw_fpu() & ~0x40u, s.x87) << std::hex << s.value << " " << s.mask;
+  }
 }
 
 TEST(FpClassify, NanAndFinite) {
-  const struct {
-    uint64_t bits;
-    int32_t isnan, finite;
-  } cases[] = {
-      {0x0000000000000000u, 0, 1},  // +0
-      {0x8000000000000000u, 0, 1},  // -0
-      {0x3FF0000000000000u, 0, 1},  // 1
-      {0x0000000000000001u, 0, 1},  // smallest denormal
-      {0x7FEFFFFFFFFFFFFFu, 0, 1},  // largest finite
-      {0x7FF0000000000000u, 0, 0},  // +inf
-      {0xFFF0000000000000u, 0, 0},  // -inf
-      {0x7FF8000000000000u, 1, 0},  // quiet NaN
-      {0xFFF8000000000000u, 1, 0},  // negative quiet NaN
-      {0x7FF0000000000001u, 1, 0},  // signalling NaN
-      {0x7FFFFFFFFFFFFFFFu, 1, 0},
-  };
-  for (const auto& c : cases) {
-    const double v = std::bit_cast<double>(c.bits);
-    EXPECT_EQ(nyx_isnan(v), c.isnan) << std::hex << c.bits;
-    EXPECT_EQ(nyx_finite(v), c.finite) << std::hex << c.bits;
+  for (uint64_t bits :
+       {0x8000000000000000u, uint64_t{1}, 0x7FEFFFFFFFFFFFFFu, 0x7FF0000000000000u,
+        0xFFF0000000000000u, 0xFFF8000000000000u, 0x7FF0000000000001u, 0x7FF8000000000000u}) {
+    const double v = std::bit_cast<double>(bits);
+    EXPECT_EQ(nyx_isnan(v), std::isnan(v) ? 1 : 0) << std::hex << bits;
+    EXPECT_EQ(nyx_finite(v), std::isfinite(v) ? 1 : 0) << std::hex << bits;
   }
-  EXPECT_EQ(nyx_isnan(nyxConstantOfNAN_64f), 1);
-  EXPECT_EQ(nyx_finite(nyxConstantOfINF_NEG_64f), 0);
-  EXPECT_EQ(nyx_finite(DBL_MAX), 1);
 }
 
 }  // namespace
