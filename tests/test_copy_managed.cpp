@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "movement/copy.h"
+#include "support/guard.h"
 #include "support/image.h"
 #include "support/rows.h"
 
@@ -19,6 +20,33 @@ using nyx::test::ScopedRow;
 
 uint8_t* Page(std::vector<uint8_t>& v) {
   return v.data() + ((4096 - (reinterpret_cast<uintptr_t>(v.data()) & 4095)) & 4095);
+}
+
+// Short rows whose destination head leaves the source off its 16-byte boundary with under 16
+// bytes to go: the source ends against an inaccessible page, so a load past its end faults.
+TEST(CopyManaged, ShortRowsReadNothingPastTheirEnd) {
+  std::mt19937 rng(5);
+  std::vector<uint8_t> dstBuffer(256);
+  uint8_t* const line =
+      dstBuffer.data() + ((64 - (reinterpret_cast<uintptr_t>(dstBuffer.data()) & 63)) & 63);
+  for (const auto& row : RunnableRows()) {
+    ScopedRow scoped(row);
+    for (int len = 64; len < 80; ++len) {
+      nyx::test::GuardedImage src(len, 1, 1, len, nyx::test::GuardSide::kAfter);
+      src.Randomise(rng);
+      const std::vector<uint8_t> want = src.Region();
+      for (int mis = 0; mis < 64; ++mis) {
+        uint8_t* dst = line + mis;
+        for (int32_t flags = 0; flags < 4; ++flags) {
+          std::memset(dst, 0, len);
+          nyx::test::FaultLabel label(std::string(row.tag) + " len " + std::to_string(len) +
+                                      " dst+" + std::to_string(mis));
+          ASSERT_EQ(CopyManaged_8u_C1R(src.Origin(), len, dst, len, {len, 1}, flags), StatusOk);
+          ASSERT_EQ(0, std::memcmp(dst, want.data(), len)) << row.tag << " len " << len;
+        }
+      }
+    }
+  }
 }
 
 TEST(CopyManaged, EveryFlagGivesTheCopy) {
