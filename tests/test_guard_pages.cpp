@@ -5,6 +5,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 
 #include "support/calls.h"
 #include "support/guard.h"
@@ -34,12 +35,14 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
   for (const Extra& extra : call.extras) {
     for (const ImageSize size : Sizes()) {
       if (size.width < extra.minWidth || size.height < extra.minHeight) continue;
-      for (const int pad : {0, 13}) {
+      // Equal paddings keep source and destination rows in step; unequal ones shift their
+      // alignments against each other from row to row.
+      for (const auto& [srcPad, dstPad] : {std::pair{0, 0}, {13, 13}, {0, 13}, {13, 5}}) {
         for (const GuardSide side : {GuardSide::kAfter, GuardSide::kBefore}) {
-          GuardedImage src(size.width, size.height, call.srcBytes, size.width * call.srcBytes + pad,
-                           side, SourceLead(extra));
-          GuardedImage dst(size.width, size.height, call.dstBytes, size.width * call.dstBytes + pad,
-                           side);
+          GuardedImage src(size.width, size.height, call.srcBytes,
+                           size.width * call.srcBytes + srcPad, side, SourceLead(extra));
+          GuardedImage dst(size.width, size.height, call.dstBytes,
+                           size.width * call.dstBytes + dstPad, side);
           src.Randomise(rng);
           dst.Randomise(rng);
           const std::vector<uint8_t> srcBefore = src.Snapshot();
@@ -48,7 +51,8 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
           for (const Row& row : RunnableRows()) {
             const std::string what =
                 std::string(call.name) + " " + extra.label + " " + std::to_string(size.width) +
-                "x" + std::to_string(size.height) + " pad " + std::to_string(pad) +
+                "x" + std::to_string(size.height) + " pads " + std::to_string(srcPad) + "/" +
+                std::to_string(dstPad) +
                 (side == GuardSide::kAfter ? " guard after" : " guard before") + " row " + row.tag;
             dst.Restore(dstBefore);
             {
