@@ -32,6 +32,18 @@
   __VA_ARGS__                   \
   }
 
+// The same, for what only the SIMD levels hold.
+#define NYX_IN_SIMD_LEVELS(...) \
+  namespace nyx::m7 {           \
+  __VA_ARGS__                   \
+  }                             \
+  namespace nyx::u8 {           \
+  __VA_ARGS__                   \
+  }                             \
+  namespace nyx::y8 {           \
+  __VA_ARGS__                   \
+  }
+
 // The exported primitives of every level, from the one list.
 #define NYX_DECLARE_VARIANT(name, params, args) Status nyxi##name params;
 NYX_IN_EVERY_LEVEL(NYX_FUNCTIONS(NYX_DECLARE_VARIANT))

@@ -30,17 +30,6 @@ Status nyxiCopy_8u_C1R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
                        ImageSize roiSize);
 }
 
-#define NYX_IN_SIMD_LEVELS(...) \
-  namespace nyx::m7 {           \
-  __VA_ARGS__                   \
-  }                             \
-  namespace nyx::u8 {           \
-  __VA_ARGS__                   \
-  }                             \
-  namespace nyx::y8 {           \
-  __VA_ARGS__                   \
-  }
-
 NYX_IN_SIMD_LEVELS(
     // The largest cache that the leaf-2 descriptor registers (EAX, EBX, ECX, EDX) announce,
     // by the level's own descriptor table; -1 when AL is not 1 or nothing is known.

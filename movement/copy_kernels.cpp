@@ -164,28 +164,20 @@ static_assert(CodesAreExact() && EncodeSize(25165824) == 0xC3);
 // before pDst, so the last piece may reach back over them.
 template <bool kAlignedSrc>
 void CopyRounds(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
-  for (; len >= 64; len -= 64, pSrc += 64, pDst += 64) {
-    const __m128i a = Load128<kAlignedSrc>(pSrc), b = Load128<kAlignedSrc>(pSrc + 16);
-    const __m128i c = Load128<kAlignedSrc>(pSrc + 32), e = Load128<kAlignedSrc>(pSrc + 48);
-    StoreA(pDst, a);
-    StoreA(pDst + 16, b);
-    StoreA(pDst + 32, c);
-    StoreA(pDst + 48, e);
-  }
+  const size_t done = Rounds64<kAlignedSrc, false>(pSrc, pDst, len);
+  pSrc += done;
+  pDst += done;
+  len -= done;
   for (; len >= 16; len -= 16, pSrc += 16, pDst += 16) StoreA(pDst, Load128<kAlignedSrc>(pSrc));
   if (len > 0) StoreU(pDst + len - 16, LoadU(pSrc + len - 16));
 }
 
 template <bool kAlignedSrc>
 void StreamRounds(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
-  for (; len >= 64; len -= 64, pSrc += 64, pDst += 64) {
-    const __m128i a = Load128<kAlignedSrc>(pSrc), b = Load128<kAlignedSrc>(pSrc + 16);
-    const __m128i c = Load128<kAlignedSrc>(pSrc + 32), e = Load128<kAlignedSrc>(pSrc + 48);
-    StoreNT(pDst, a);
-    StoreNT(pDst + 16, b);
-    StoreNT(pDst + 32, c);
-    StoreNT(pDst + 48, e);
-  }
+  const size_t done = Rounds64<kAlignedSrc, true>(pSrc, pDst, len);
+  pSrc += done;
+  pDst += done;
+  len -= done;
   for (; len >= 16; len -= 16, pSrc += 16, pDst += 16) StoreNT(pDst, Load128<kAlignedSrc>(pSrc));
 }
 

@@ -43,28 +43,6 @@ inline size_t AlignTo64(const uint8_t*& pSrc, uint8_t*& pDst) {
   return head;
 }
 
-// 64 bytes per round into a 64-byte aligned destination, ordinary or streaming stores.
-template <bool kAlignedSrc, bool kStream>
-size_t Rounds64(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
-  const size_t rounds = len / 64;
-  for (size_t r = 0; r < rounds; ++r, pSrc += 64, pDst += 64) {
-    const __m128i a = Load128<kAlignedSrc>(pSrc), b = Load128<kAlignedSrc>(pSrc + 16);
-    const __m128i c = Load128<kAlignedSrc>(pSrc + 32), e = Load128<kAlignedSrc>(pSrc + 48);
-    if constexpr (kStream) {
-      StoreNT(pDst, a);
-      StoreNT(pDst + 16, b);
-      StoreNT(pDst + 32, c);
-      StoreNT(pDst + 48, e);
-    } else {
-      StoreA(pDst, a);
-      StoreA(pDst + 16, b);
-      StoreA(pDst + 32, c);
-      StoreA(pDst + 48, e);
-    }
-  }
-  return rounds * 64;
-}
-
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
 // A source kShift bytes past a 16-byte boundary: aligned loads, each output the byte-shifted
 // join of two neighbours. The block before the first output byte is made from an unaligned

@@ -80,6 +80,29 @@ inline bool Aligned16(const void* p) {
   return (reinterpret_cast<uintptr_t>(p) & 15) == 0;
 }
 
+// 64 bytes per round into a 16-byte aligned destination, ordinary or streaming stores. Gives
+// the bytes done: len rounded down to a multiple of 64.
+template <bool kAlignedSrc, bool kStream>
+inline size_t Rounds64(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
+  const size_t rounds = len / 64;
+  for (size_t r = 0; r < rounds; ++r, pSrc += 64, pDst += 64) {
+    const __m128i a = Load128<kAlignedSrc>(pSrc), b = Load128<kAlignedSrc>(pSrc + 16);
+    const __m128i c = Load128<kAlignedSrc>(pSrc + 32), e = Load128<kAlignedSrc>(pSrc + 48);
+    if constexpr (kStream) {
+      StoreNT(pDst, a);
+      StoreNT(pDst + 16, b);
+      StoreNT(pDst + 32, c);
+      StoreNT(pDst + 48, e);
+    } else {
+      StoreA(pDst, a);
+      StoreA(pDst + 16, b);
+      StoreA(pDst + 32, c);
+      StoreA(pDst + 48, e);
+    }
+  }
+  return rounds * 64;
+}
+
 // Below 64 bytes: two overlapping pieces of the largest size that fits, every load made before
 // the first store, so that overlapping ranges get the bytes the source held before the call.
 inline void CopyBelow64(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
