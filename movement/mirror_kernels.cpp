@@ -160,9 +160,10 @@ void FlipCopyRow_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
     const Reverse48Masks m = MakeReverse48Masks();
     // One unaligned block first. Starting the next block at pixel x with 3 * x == dEnd mod 16
     // (11 is the inverse of 3 mod 16) puts every further block on a 16-byte aligned
-    // destination, as 48-byte blocks keep the alignment; it overlaps the unaligned block.
-    Reverse48<kStoreUnaligned>(m, s, dEnd - 48);
+    // destination, as 48-byte blocks keep the alignment; it overlaps the unaligned block. An
+    // aligned dEnd gives x = 0, and the first aligned block is that block already.
     int32_t x = static_cast<int32_t>(((reinterpret_cast<uintptr_t>(dEnd) & 15) * 11) & 15);
+    if (x != 0) Reverse48<kStoreUnaligned>(m, s, dEnd - 48);
     for (; x <= width - 16; x += 16) {
       Reverse48<kStoreAligned>(m, s + 3 * static_cast<ptrdiff_t>(x),
                                dEnd - 3 * static_cast<ptrdiff_t>(x) - 48);

@@ -54,20 +54,35 @@ struct TablesC3 {
   __m128i t[3][3];
 };
 
+// The three channel entries as bytes 0..2 of a vector, for shuffling into lane patterns.
+__m128i OrderBytes(const int32_t* order) {
+  return _mm_cvtsi32_si128(order[0] | order[1] << 8 | order[2] << 16);
+}
+
+// The shuffle table that picks, for each lane, byte from[lane] - first of the input vector
+// starting at byte `first`; lanes whose byte lies outside that vector select zero (below it the
+// difference is negative, so bit 7 is set; above it the compare sets all bits).
+__m128i SelectFrom(__m128i from, int first) {
+  const __m128i rel = _mm_sub_epi8(from, _mm_set1_epi8(static_cast<char>(first)));
+  return _mm_or_si128(rel, _mm_cmpgt_epi8(rel, _mm_set1_epi8(15)));
+}
+
+// Built in registers: the table is made once per call, and at small images a byte-wise build
+// through memory costs as much as the rows.
 TablesC3 BuildTablesC3(const int32_t* order) {
-  alignas(16) uint8_t bytes[3][3][16];
-  for (int j = 0; j < 3; ++j) {
-    for (int lane = 0; lane < 16; ++lane) {
-      const int i = 16 * j + lane;
-      const int from = i / 3 * 3 + order[i % 3];
-      for (int s = 0; s < 3; ++s) {
-        bytes[j][s][lane] = from / 16 == s ? static_cast<uint8_t>(from % 16) : kZeroLane;
-      }
-    }
-  }
+  const __m128i o = OrderBytes(order);
+  // Byte i of the block: its channel i % 3 and its pixel's first byte i / 3 * 3.
+  const __m128i channel[3] = {_mm_setr_epi8(0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0),
+                              _mm_setr_epi8(1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1),
+                              _mm_setr_epi8(2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2)};
+  const __m128i pixel[3] = {
+      _mm_setr_epi8(0, 0, 0, 3, 3, 3, 6, 6, 6, 9, 9, 9, 12, 12, 12, 15),
+      _mm_setr_epi8(15, 15, 18, 18, 18, 21, 21, 21, 24, 24, 24, 27, 27, 27, 30, 30),
+      _mm_setr_epi8(30, 33, 33, 33, 36, 36, 36, 39, 39, 39, 42, 42, 42, 45, 45, 45)};
   TablesC3 tables;
   for (int j = 0; j < 3; ++j) {
-    for (int s = 0; s < 3; ++s) tables.t[j][s] = LoadAligned(bytes[j][s]);
+    const __m128i from = _mm_add_epi8(pixel[j], Shuffle(o, channel[j]));
+    for (int s = 0; s < 3; ++s) tables.t[j][s] = SelectFrom(from, 16 * s);
   }
   return tables;
 }
@@ -170,12 +185,11 @@ void owniSwapChannels_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const
 
 // Shuffle table of four AC4 pixels: lane 4p+c takes byte 4p+order[c]; alpha lanes are zero.
 __m128i BuildTableAC4(const int32_t* order) {
-  alignas(16) uint8_t bytes[16];
-  for (int lane = 0; lane < 16; ++lane) {
-    const int c = lane % 4;
-    bytes[lane] = c == 3 ? kZeroLane : static_cast<uint8_t>(lane - c + order[c]);
-  }
-  return LoadAligned(bytes);
+  // Alpha lanes hold 0x80 plus the pixel's first byte, which keeps bit 7 set.
+  const uint32_t entries =
+      static_cast<uint32_t>(order[0] | order[1] << 8 | order[2] << 16) | uint32_t{kZeroLane} << 24;
+  return _mm_add_epi8(_mm_set1_epi32(static_cast<int32_t>(entries)),
+                      _mm_setr_epi8(0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12));
 }
 
 // ---- four channels to three ------------------------------------------------------------------
@@ -186,19 +200,19 @@ struct TablesC4C3 {
 };
 
 TablesC4C3 BuildTablesC4C3(const int32_t* order) {
-  alignas(16) uint8_t bytes[3][2][16];
-  for (int j = 0; j < 3; ++j) {
-    for (int lane = 0; lane < 16; ++lane) {
-      const int i = 16 * j + lane;
-      const int from = i / 3 * 4 + order[i % 3];
-      for (int h = 0; h < 2; ++h) {
-        bytes[j][h][lane] = from / 16 == j + h ? static_cast<uint8_t>(from % 16) : kZeroLane;
-      }
-    }
-  }
+  const __m128i o = OrderBytes(order);
+  // Output byte i: its channel i % 3 and its source pixel's first byte i / 3 * 4.
+  const __m128i channel[3] = {_mm_setr_epi8(0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0),
+                              _mm_setr_epi8(1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1),
+                              _mm_setr_epi8(2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2)};
+  const __m128i pixel[3] = {
+      _mm_setr_epi8(0, 0, 0, 4, 4, 4, 8, 8, 8, 12, 12, 12, 16, 16, 16, 20),
+      _mm_setr_epi8(20, 20, 24, 24, 24, 28, 28, 28, 32, 32, 32, 36, 36, 36, 40, 40),
+      _mm_setr_epi8(40, 44, 44, 44, 48, 48, 48, 52, 52, 52, 56, 56, 56, 60, 60, 60)};
   TablesC4C3 tables;
   for (int j = 0; j < 3; ++j) {
-    for (int h = 0; h < 2; ++h) tables.t[j][h] = LoadAligned(bytes[j][h]);
+    const __m128i from = _mm_add_epi8(pixel[j], Shuffle(o, channel[j]));
+    for (int h = 0; h < 2; ++h) tables.t[j][h] = SelectFrom(from, 16 * (j + h));
   }
   return tables;
 }
