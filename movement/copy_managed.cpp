@@ -148,6 +148,14 @@ void RowBackward(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
 }
 #endif  // NYX_LEVEL >= NYX_LEVEL_SSSE3
 
+// Long forward rows go by the processor's fast string move: it writes whole lines without
+// reading them in first, which the 16-byte store loop cannot do, and so keeps a long temporal
+// copy at the speed of the memory.
+constexpr size_t kFastStringBytes = 4096;
+inline void FastStringCopy(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
+  asm volatile("rep movsb" : "+D"(pDst), "+S"(pSrc), "+c"(len) : : "memory");
+}
+
 void RowTemporal(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
   if (len < 64) {
     CopyByBits(pSrc, pDst, len);
@@ -160,6 +168,10 @@ void RowTemporal(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
   }
 #endif
   len -= AlignTo64(pSrc, pDst);
+  if (len >= kFastStringBytes) {
+    FastStringCopy(pSrc, pDst, len);
+    return;
+  }
   size_t done;
   if (Aligned16(pSrc)) {
     done = Rounds64<true, false>(pSrc, pDst, len);
