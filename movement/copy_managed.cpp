@@ -259,15 +259,9 @@ void owniCopy8uMng_NTDQA(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, in
       const __m128i a = _mm_stream_load_si128(src), b = _mm_stream_load_si128(src + 1);
       const __m128i c = _mm_stream_load_si128(src + 2), e = _mm_stream_load_si128(src + 3);
       if (alignedDst) {
-        StoreNT(d, a);
-        StoreNT(d + 16, b);
-        StoreNT(d + 32, c);
-        StoreNT(d + 48, e);
+        Store64Bytes<Stores::kStream>(d, a, b, c, e);
       } else {
-        StoreU(d, a);
-        StoreU(d + 16, b);
-        StoreU(d + 32, c);
-        StoreU(d + 48, e);
+        Store64Bytes<Stores::kUnaligned>(d, a, b, c, e);
       }
     }
     for (; len >= 8; len -= 8, s += 8, d += 8) Store64(d, Load64(s));

@@ -82,23 +82,29 @@ inline bool Aligned16(const void* p) {
 
 // 64 bytes per round into a 16-byte aligned destination, ordinary or streaming stores. Gives
 // the bytes done: len rounded down to a multiple of 64.
+// One 64-byte round's four stores: streaming, aligned or unaligned.
+enum class Stores { kStream, kAligned, kUnaligned };
+template <Stores kKind>
+inline void Store64Bytes(uint8_t* pDst, __m128i a, __m128i b, __m128i c, __m128i e) {
+  const __m128i v[4] = {a, b, c, e};
+  for (int k = 0; k < 4; ++k) {
+    if constexpr (kKind == Stores::kStream) {
+      StoreNT(pDst + 16 * k, v[k]);
+    } else if constexpr (kKind == Stores::kAligned) {
+      StoreA(pDst + 16 * k, v[k]);
+    } else {
+      StoreU(pDst + 16 * k, v[k]);
+    }
+  }
+}
+
 template <bool kAlignedSrc, bool kStream>
 inline size_t Rounds64(const uint8_t* pSrc, uint8_t* pDst, size_t len) {
   const size_t rounds = len / 64;
   for (size_t r = 0; r < rounds; ++r, pSrc += 64, pDst += 64) {
     const __m128i a = Load128<kAlignedSrc>(pSrc), b = Load128<kAlignedSrc>(pSrc + 16);
     const __m128i c = Load128<kAlignedSrc>(pSrc + 32), e = Load128<kAlignedSrc>(pSrc + 48);
-    if constexpr (kStream) {
-      StoreNT(pDst, a);
-      StoreNT(pDst + 16, b);
-      StoreNT(pDst + 32, c);
-      StoreNT(pDst + 48, e);
-    } else {
-      StoreA(pDst, a);
-      StoreA(pDst + 16, b);
-      StoreA(pDst + 32, c);
-      StoreA(pDst + 48, e);
-    }
+    Store64Bytes<kStream ? Stores::kStream : Stores::kAligned>(pDst, a, b, c, e);
   }
   return rounds * 64;
 }
