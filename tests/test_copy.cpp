@@ -1,6 +1,5 @@
-// Memory kernels of every level this processor runs, against byte loops: forward copy, move,
-// zero fill, the row copy with and without streaming stores, the streaming block kernels, the
-// leaf-2 cache lookup, and the region copies with their merge and alignment branches.
+// Memory kernels and region copies of every level this processor runs, against byte loops, and
+// the leaf-2 cache lookup.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,7 +19,6 @@ struct Level {
   decltype(&nyx::mx::owniCopy_8u_C1) row;
   decltype(&nyx::mx::nyxiCopy_8u_C3P3R) c3p3;
   decltype(&nyx::mx::nyxiCopy_8u_C4C1R) c4c1;
-  // The streaming kernels and the leaf-2 lookup, which the generic level does without.
   decltype(&nyx::m7::ownsCopyNT_8u) copyNT = nullptr;
   decltype(&nyx::m7::ownsZeroNT_8u) zeroNT = nullptr;
   decltype(&nyx::m7::ownsCacheSizeFromLeaf2) fromLeaf2 = nullptr;
@@ -39,9 +37,8 @@ std::vector<const Level*> Levels() {
   return out;
 }
 
-// Kernel k of a level on (s, d, n), giving what it returns (its destination for those that
-// return nothing): copy, move, row copy, row copy allowed to stream, zero fill, streaming copy,
-// streaming zero fill.
+// Kernel k on (s, d, n), returning its result or d: copy, move, row copy, row copy allowed to
+// stream, zero fill, streaming copy, streaming zero fill.
 void* RunKernel(const Level& l, int k, const uint8_t* s, uint8_t* d, int32_t n) {
   if (k == 0) return l.copy(s, d, n);
   if (k == 1) return l.move(s, d, n);
@@ -68,11 +65,9 @@ uint8_t* Align64(uint8_t* p) {
   return p + ((64 - (reinterpret_cast<uintptr_t>(p) & 63)) & 63);
 }
 
-// Every kernel at every length up to 200 and some beyond, with source and destination offsets
-// walked through (all 256 pairs around 64 and 128), a negative length that does nothing, and
-// lengths on both sides of the levels' thresholds where the cache decides (on a processor whose
-// leaf 2 names its cache) on streaming stores. The streaming kernels run wherever the destination
-// is aligned, over single bytes up to several 0x40000-byte blocks with a short remainder.
+// Every kernel at lengths to 200 and beyond, offsets walked through (all 256 pairs around 64 and
+// 128), a negative length, lengths either side of the streaming thresholds, and the streaming
+// kernels over several 0x40000-byte blocks with a short remainder.
 TEST(CopyKernels, MatchByteLoops) {
   struct Case {
     int n, sm, dm;
@@ -102,8 +97,7 @@ TEST(CopyKernels, MatchByteLoops) {
         const auto at = want.begin() + (d - dst.data());
         k == 4 || k == 6 ? std::fill_n(at, n, 0) : std::copy_n(s, n, at);
         ASSERT_EQ(RunKernel(*l, k, s, d, c.n), d);
-        ASSERT_EQ(dst, want) << l->tag << " kernel " << k << " len " << c.n << " src+" << c.sm
-                             << " dst+" << c.dm;
+        ASSERT_EQ(dst, want) << l->tag << " kernel " << k << " len " << c.n << " " << c.sm;
       }
     }
   }
@@ -121,14 +115,10 @@ TEST(CopyKernels, OverlappingRanges) {
             std::vector<uint8_t> buf = RandomBytes(n + 600, n * 31 + shift), want = buf;
             uint8_t* s = Align64(buf.data()) + 256 + mis;
             uint8_t* w = want.data() + (s - buf.data());
-            if (k == 1) {
-              std::memmove(w + shift, w, n);
-            } else {
-              for (int i = 0; i < n; ++i) w[shift + i] = w[i];
-            }
+            for (int i = 0; k != 1 && i < n; ++i) w[shift + i] = w[i];
+            if (k == 1) std::memmove(w + shift, w, n);
             ASSERT_EQ(RunKernel(*l, k, s, s + shift, n), s + shift);
-            ASSERT_EQ(buf, want) << l->tag << " kernel " << k << " shift " << shift << " len " << n
-                                 << " +" << mis;
+            ASSERT_EQ(buf, want) << l->tag << " kernel " << k << " shift " << shift << " len " << n;
           }
         }
       }
@@ -143,15 +133,10 @@ TEST(CopyKernels, CacheSizeFromLeaf2) {
     uint32_t reg[4];
     int32_t size;
   } cases[] = {
-      {{0x00000001, 0, 0, 0x000000EC}, 25165824},
-      {{0x00004301, 0, 0, 0}, 524288},
-      {{0x00000002, 0, 0, 0x000000EC}, -1},
-      {{0x00000001, 0, 0x8000004D, 0}, -1},
-      {{0x80000001, 0x000000EC, 0, 0}, -1},
-      {{0x80000001, 0x0000EC00, 0, 0}, 25165824},
-      {{0x43000001, 0x4D000000, 0, 0}, 16777216},
-      {{0x00000001, 0x3D3A2100, 0, 0}, -1},
-      {{0x00000001, 0, 0, 0}, -1},
+      {{0x00000001, 0, 0, 0x000000EC}, 25165824},   {{0x00004301, 0, 0, 0}, 524288},
+      {{0x00000002, 0, 0, 0x000000EC}, -1},         {{0x00000001, 0, 0x8000004D, 0}, -1},
+      {{0x80000001, 0x000000EC, 0, 0}, -1},         {{0x80000001, 0x0000EC00, 0, 0}, 25165824},
+      {{0x43000001, 0x4D000000, 0, 0}, 16777216},   {{0x00000001, 0x3D3A2100, 0, 0}, -1},
       {{0x00000001, 0x00004800, 0x85, 0}, 3145728},
   };
   for (const Level* l : Levels()) {
@@ -191,8 +176,7 @@ TEST(CopyRegions, C3P3R) {
         }
       }
       ASSERT_EQ(l->c3p3(base, srcStep, planes, dstStep, {c.w, c.h}), StatusOk);
-      ASSERT_EQ(dst, want) << l->tag << " " << c.w << "x" << c.h << " src+" << c.srcMis
-                           << " planes+" << c.planeMis;
+      ASSERT_EQ(dst, want) << l->tag << " " << c.w << "x" << c.h << " " << c.srcMis;
     }
   }
 }

@@ -1,5 +1,5 @@
-// Processor features, level choice and cache size, checked against this test's own reading of
-// CPUID, and the leaf-2 descriptor search on made-up registers.
+// Processor features, level choice and cache size against this test's own reading of CPUID,
+// and the leaf-2 descriptor search on made-up registers.
 #include <cpuid.h>
 #include <gtest/gtest.h>
 
@@ -34,7 +34,7 @@ bool IsGenuineIntel() {
 // The feature mask as this processor should give it, bit by bit from leaf 1 and XCR0.
 uint64_t ExpectedMask() {
   const Regs r = Cpuid(1);
-  // Register and bit of each mask bit in order; bit 9 (AVX usable) comes from XCR0 below.
+  // Register and bit of each mask bit; bit 9 (AVX usable) comes from XCR0 below.
   const struct {
     uint32_t reg;
     int bit;
@@ -50,12 +50,7 @@ uint64_t ExpectedMask() {
   return m;
 }
 
-// The marker word, read little-endian as it is defined.
-const uint64_t kAskLeafs = [] {
-  uint64_t word;
-  std::memcpy(&word, "askleafs", 8);
-  return word;
-}();
+constexpr uint64_t kAskLeafs = 0x736661656C6B7361;  // "askleafs" read little-endian
 
 // A register block against this test's reading, without the fields that depend on the core.
 void ExpectRegs(const uint32_t got[4], const Regs& want, uint32_t eaxMask = ~0u,
@@ -83,39 +78,32 @@ TEST(CpuFeaturesDeathTest, BitQueryAnswersZeroUntilTheMaskIsKnown) {
 
 TEST(CpuFeatures, MaskLeafMarkerAndNullPointers) {
   const uint64_t want = ExpectedMask();
-  uint64_t mask = 0;
-  ASSERT_EQ(nyxGetCpuFeatures(&mask, nullptr), StatusOk);
-  EXPECT_EQ(mask, want);
+  // Every call gives the mask, whatever word it starts from.
+  const auto ask = [&](uint64_t word, uint32_t* regs) {
+    uint64_t mask = word;
+    EXPECT_EQ(nyxGetCpuFeatures(&mask, regs), StatusOk);
+    EXPECT_EQ(mask, want);
+  };
+  ask(0, nullptr);
   for (int bit = 0; bit < 12; ++bit) {
     EXPECT_EQ(nyx::ownGetFeature(uint64_t{1} << bit), (want >> bit) & 1) << "bit " << bit;
   }
-
-  // A word one byte away from the marker: the registers receive leaf 1 (EBX bits 24 to 31 are
-  // the APIC id of whichever core ran it).
-  mask = kAskLeafs ^ (uint64_t{1} << 56);
+  // One byte off the marker, the registers receive leaf 1 (EBX 31:24 is the running core's id).
   uint32_t regs[4] = {0, 0, 0, 0};
-  ASSERT_EQ(nyxGetCpuFeatures(&mask, regs), StatusOk);
-  EXPECT_EQ(mask, want);
+  ask(kAskLeafs ^ (uint64_t{1} << 56), regs);
   ExpectRegs(regs, Cpuid(1), ~0u, 0x00FFFFFF);
-
-  // The marker runs word 0 as the leaf and is overwritten by the mask.
-  mask = kAskLeafs;
+  // The marker runs word 0 as the leaf.
   uint32_t leaf0[4] = {0, 0xDEAD, 0, 0xBEEF};
-  ASSERT_EQ(nyxGetCpuFeatures(&mask, leaf0), StatusOk);
-  EXPECT_EQ(mask, want);
+  ask(kAskLeafs, leaf0);
   ExpectRegs(leaf0, Cpuid(0));
   EXPECT_EQ(static_cast<int32_t>(leaf0[0]), nyx_max_cpuid_input());
   // Word 2 is the subleaf: the second cache of leaf 4 (EAX above bit 13 counts cores).
   if (Cpuid(0).eax >= 4) {
-    mask = kAskLeafs;
     uint32_t sub[4] = {4, 0, 1, 0};
-    ASSERT_EQ(nyxGetCpuFeatures(&mask, sub), StatusOk);
+    ask(kAskLeafs, sub);
     ExpectRegs(sub, Cpuid(4, 1), 0x3FFF);
   }
-  // With no register block the marker is just overwritten.
-  mask = kAskLeafs;
-  EXPECT_EQ(nyxGetCpuFeatures(&mask, nullptr), StatusOk);
-  EXPECT_EQ(mask, want);
+  ask(kAskLeafs, nullptr);  // no register block: the marker is just overwritten
 
   // Null pointers; a refused call writes nothing.
   uint32_t untouched[4] = {7, 7, 7, 7};
@@ -140,15 +128,14 @@ TEST(CpuLevelChoice, RulesAndThisProcessorsRow) {
                {ss3 | mb, 2, 1}, {s41, 3, 0}, {s41 | ss3 | mb, 3, 0}, {others, 0, 0}};
   for (const auto& c : cases) {
     const nyx::VariantChoice got = nyx::ownVariantForMask(c.mask);
-    EXPECT_EQ(got.index, c.index) << std::hex << c.mask;
-    EXPECT_EQ(got.lowPowerIndex, c.lowPower) << std::hex << c.mask;
+    EXPECT_TRUE(got.index == c.index && got.lowPowerIndex == c.lowPower) << std::hex << c.mask;
   }
 
   const nyx::VariantChoice want = nyx::ownVariantForMask(ExpectedMask());
   ASSERT_EQ(nyxStaticInitCpu(36), StatusOk);  // start away from the expected pair
   EXPECT_EQ(nyxStaticInit(), IsGenuineIntel() ? StatusOk : StatusOtherVendor);
-  EXPECT_EQ(nyxJumpIndexForMergedLibs, want.index);
-  EXPECT_EQ(nyxJumpIndexForMergedLibsLP, want.lowPowerIndex);
+  EXPECT_TRUE(nyxJumpIndexForMergedLibs == want.index &&
+              nyxJumpIndexForMergedLibsLP == want.lowPowerIndex);
   nyxStaticInitCpu(0);
 }
 

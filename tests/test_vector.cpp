@@ -1,7 +1,5 @@
-// Vector primitives at every level this processor runs, by their tagged names. Dot product and
-// norm must match, bit for bit, a scalar model of each level's own summation order, on data of
-// mixed magnitudes that gives other bits in other orders (the test confirms it would notice).
-// Everything else is exact, with canaries around every destination.
+// Vector primitives at every level this processor runs. Dot product and norm match, bit for bit,
+// a model of each level's summation order; everything else is exact, with canaries around.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -27,14 +25,12 @@ struct Level {
   decltype(&nyx::mx::nyxsMove_16s) move16;
   decltype(&nyx::mx::nyxsZero_8u) zero;
 };
-#define NYX_LEVEL_ENTRY(t, simd)                                                             \
-  {                                                                                          \
-#t, simd, &nyx::t::nyxsConvert_8u32f, &nyx::t::nyxsSubC_32f_I, &nyx::t::nyxsDotProd_32f, \
-        &nyx::t::nyxsNorm_L2_32f, &nyx::t::nyxsCopy_32f, &nyx::t::nyxsMove_32f,              \
-        &nyx::t::nyxsMove_16s, &nyx::t::nyxsZero_8u                                          \
-  }
-const Level kLevels[] = {NYX_LEVEL_ENTRY(mx, false), NYX_LEVEL_ENTRY(m7, true),
-                         NYX_LEVEL_ENTRY(u8, true), NYX_LEVEL_ENTRY(y8, true)};
+#define NYX_LEVEL(t, simd)                                                                       \
+#t, simd, nyx::t::nyxsConvert_8u32f, nyx::t::nyxsSubC_32f_I, nyx::t::nyxsDotProd_32f,          \
+      nyx::t::nyxsNorm_L2_32f, nyx::t::nyxsCopy_32f, nyx::t::nyxsMove_32f, nyx::t::nyxsMove_16s, \
+      nyx::t::nyxsZero_8u
+const Level kLevels[] = {
+    {NYX_LEVEL(mx, false)}, {NYX_LEVEL(m7, true)}, {NYX_LEVEL(u8, true)}, {NYX_LEVEL(y8, true)}};
 
 std::vector<const Level*> Levels() {
   std::vector<const Level*> out;
@@ -47,8 +43,7 @@ uint32_t Bits(float f) {
   return std::bit_cast<uint32_t>(f);
 }
 
-// `len` floats `misalign` floats past a 16-byte boundary, canaries on both sides (no value the
-// tests write is the canary).
+// `len` floats `misalign` floats past a 16-byte boundary, canaries on both sides.
 struct Floats {
   std::vector<float> buf;
   float* p;
@@ -65,11 +60,10 @@ float Mixed(std::mt19937& rng) {
   return std::ldexp(rng() % 2 ? -mantissa : mantissa, static_cast<int>(rng() % 25) - 12);
 }
 
-// Float sum of a[i] * b[i] in the order of the dot product (b = pSrc2) or, with b == a and two
-// accumulators, of the SIMD norm. Single products until b is 16-byte aligned; if a round of four
-// floats per accumulator is left after them, their sum seeds lane 0 of the first accumulator,
-// the rounds go lane by lane into the accumulators, joined as 0+1 or (0+1)+(2+3), and the lanes
-// fold as (0+2)+(1+3), or as (0+1)+(2+3) when `slip` models a wrong fold; the rest in order.
+// Float sum of a[i] * b[i] in the dot product's order (b = pSrc2), or with b == a and two
+// accumulators the SIMD norm's: single products until b is 16-byte aligned seed lane 0 (if a full
+// round follows), rounds go lane by lane, accumulators join as 0+1 or (0+1)+(2+3), lanes fold as
+// (0+2)+(1+3) ((0+1)+(2+3) when `slip` models a wrong fold), the rest in order.
 float FloatModel(const float* a, const float* b, int len, int accumulators, bool slip) {
   const int round = 4 * accumulators;
   const int head = static_cast<int>((16 - reinterpret_cast<uintptr_t>(b) % 16) % 16 / 4);
@@ -113,40 +107,34 @@ std::vector<int> Lengths() {
 TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
   std::mt19937 rng(7);
   for (const Level* level : Levels()) {
-    const int accumulators = level->simd ? 4 : 2;
-    int caught[3] =
-        {};  // results a slipped dot fold, a plain loop, a slipped norm fold differ from
+    const int acc = level->simd ? 4 : 2;
+    int caught[3] = {};  // misses of a slipped dot fold, a plain loop, a slipped norm fold
     for (int len : Lengths()) {
       for (int m = 0; m < 16; ++m) {
         Floats a(len, m / 4), b(len, m % 4);
         float dp = kCanary, norm = kCanary, plain = 0.0f;
-        for (int i = 0; i < len; ++i) a.p[i] = Mixed(rng), b.p[i] = Mixed(rng);
-        for (int i = 0; i < len; ++i) plain += a.p[i] * b.p[i];
-        ASSERT_EQ(level->dot(a.p, b.p, len, &dp), StatusOk);
-        ASSERT_EQ(level->norm(b.p, len, &norm), StatusOk);
+        for (int i = 0; i < len; ++i)
+          a.p[i] = Mixed(rng), b.p[i] = Mixed(rng), plain += a.p[i] * b.p[i];
+        ASSERT_TRUE(level->dot(a.p, b.p, len, &dp) == StatusOk &&
+                    level->norm(b.p, len, &norm) == StatusOk);
         const float normModel =
             level->simd ? std::sqrt(FloatModel(b.p, b.p, len, 2, false)) : GenericNorm(b.p, len);
-        ASSERT_EQ(Bits(dp), Bits(FloatModel(a.p, b.p, len, accumulators, false)))
-            << level->tag << " len " << len << " misalign " << m;
+        ASSERT_EQ(Bits(dp), Bits(FloatModel(a.p, b.p, len, acc, false))) << len << " " << m;
         ASSERT_EQ(Bits(norm), Bits(normModel)) << level->tag << " len " << len << " m " << m;
-        caught[0] += Bits(dp) != Bits(FloatModel(a.p, b.p, len, accumulators, true));
+        caught[0] += Bits(dp) != Bits(FloatModel(a.p, b.p, len, acc, true));
         caught[1] += Bits(dp) != Bits(plain);
         caught[2] += Bits(norm) != Bits(std::sqrt(FloatModel(b.p, b.p, len, 2, true)));
       }
     }
-    // The data would have caught a wrong order (the generic norm rounds a double to float,
-    // which hides its order, so only the SIMD norm must show it).
-    EXPECT_TRUE(caught[0] > 100 && caught[1] > 100 && (caught[2] > 10 || !level->simd))
-        << level->tag << " " << caught[0] << " " << caught[1] << " " << caught[2];
+    // The data catches a wrong order (the generic norm's double hides its order).
+    EXPECT_TRUE(caught[0] > 100 && caught[1] > 100 && (caught[2] > 10 || !level->simd));
     const float zeros[9] = {0.0f, -0.0f};
     float norm = kCanary;
-    EXPECT_EQ(level->norm(zeros, 9, &norm), StatusOk);
-    EXPECT_EQ(Bits(norm), Bits(0.0f)) << level->tag;
+    EXPECT_TRUE(level->norm(zeros, 9, &norm) == StatusOk && Bits(norm) == 0) << level->tag;
   }
 }
 
-// Random bytes of every value at every length cover the conversion. A zero constant of either
-// sign leaves -0.0 as it is (subtracting +0.0 would make it +0.0).
+// A zero constant of either sign leaves -0.0 as it is (subtracting +0.0 would make it +0.0).
 TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
   std::mt19937 rng(3);
   for (const Level* level : Levels()) {
@@ -161,13 +149,13 @@ TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
         for (int i = 0; i < len; ++i) src.p[i] = dst.p[i] = Mixed(rng);
         ASSERT_EQ(level->subC(c, dst.p, len), StatusOk);
         for (int i = 0; i < len; ++i) ASSERT_EQ(Bits(dst.p[i]), Bits(src.p[i] - c)) << i;
-        ASSERT_EQ(level->copy(src.p, dst.p, len), StatusOk);
-        ASSERT_EQ(std::memcmp(src.p, dst.p, len * 4), 0);
+        ASSERT_TRUE(level->copy(src.p, dst.p, len) == StatusOk &&
+                    !std::memcmp(src.p, dst.p, len * 4));
         ASSERT_EQ(level->zero(reinterpret_cast<uint8_t*>(dst.p) + m, len * 4 - m), StatusOk);
         for (int i = 0; i < len; ++i)
           ASSERT_EQ(Bits(dst.p[i]), i ? 0 : Bits(src.p[0]) & ((1u << 8 * m) - 1));
-        ASSERT_EQ(level->move32(src.p, dst.p, len), StatusOk);
-        ASSERT_EQ(std::memcmp(src.p, dst.p, len * 4), 0);
+        ASSERT_TRUE(level->move32(src.p, dst.p, len) == StatusOk &&
+                    !std::memcmp(src.p, dst.p, len * 4));
         ASSERT_TRUE(dst.CanariesIntact()) << level->tag << " len " << len << " m " << m;
       }
     }
@@ -202,7 +190,6 @@ TEST(Vector, ArgumentChecks) {
     float f[4] = {1.0f, 2.0f, 3.0f, 4.0f}, out = kCanary;
     int16_t s[4] = {};
     uint8_t b[4] = {9, 9, 9, 9};
-    // A pointer check must come before the length check wherever a call fails both.
     const Status nulls[] = {level->convert(nullptr, f, 0),   level->convert(b, nullptr, 4),
                             level->subC(0.0f, nullptr, 4),   level->dot(nullptr, f, 4, &out),
                             level->dot(f, nullptr, 4, &out), level->dot(f, f, 0, nullptr),
@@ -216,10 +203,8 @@ TEST(Vector, ArgumentChecks) {
     for (Status got : nulls) EXPECT_EQ(got, StatusNullPointer) << level->tag << " " << &got - nulls;
     for (Status got : sizes) EXPECT_EQ(got, StatusBadSize) << level->tag << " " << &got - sizes;
     EXPECT_TRUE(Bits(out) == Bits(kCanary) && f[0] == 1.0f && f[1] == 2.0f && b[0] == 9);
-    EXPECT_EQ(level->dot(f + 1, f + 2, 1, &out), StatusOk);
-    EXPECT_EQ(out, 6.0f);
-    EXPECT_EQ(level->norm(f + 3, 1, &out), StatusOk);
-    EXPECT_EQ(out, 4.0f);
+    EXPECT_TRUE(level->dot(f + 1, f + 2, 1, &out) == StatusOk && out == 6.0f);
+    EXPECT_TRUE(level->norm(f + 3, 1, &out) == StatusOk && out == 4.0f);
   }
 }
 
