@@ -8,6 +8,8 @@
 // that sees the flag also sees the value; on x86 both are plain moves.
 #include "frame/cpu.h"
 
+#include "frame/width.h"
+
 #include <cpuid.h>
 
 namespace nyx {
@@ -237,6 +239,8 @@ NYX_API Status nyxStaticInit(void) {
   uint32_t registers[4] = {0, 0, 0, 0};
   nyx::VariantChoice choice{0, 0};
   if (nyxGetCpuFeatures(&mask, registers) == StatusOk) choice = nyx::ownVariantForMask(mask);
+  // The SSE4.1 row's wide forms are chosen here too, so that no call pays for it later.
+  nyx::ownWideForms();
   __atomic_store_n(&nyxJumpIndexForMergedLibs, choice.index, __ATOMIC_RELAXED);
   __atomic_store_n(&nyxJumpIndexForMergedLibsLP, choice.lowPowerIndex, __ATOMIC_RELAXED);
   if (nyx_has_cpuid() == 0 || nyx_is_reference_vendor() == 0) return StatusOtherVendor;

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "frame/cpu.h"
+#include "frame/width.h"
 
 namespace {
 
@@ -224,6 +225,30 @@ TEST(CpuQueries, IdentRecord) {
   // Without the extended leaf the query answers the raw highest extended input.
   EXPECT_EQ(nyx_is_em64t_extension(),
             static_cast<int32_t>(maxExtended >= 0x80000001 ? em64t : maxExtended));
+}
+
+// The wide forms agree with the compiler's own reading of the processor, each 512-bit form
+// implies the 256-bit one, and a forced set never holds a form the processor lacks.
+TEST(WideForms, FollowTheProcessorAndNarrow) {
+  const uint32_t s = nyx::ownWideSupported();
+  EXPECT_EQ((s & nyx::kWideAvx2) != 0, __builtin_cpu_supports("avx2") != 0);
+  const bool has512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                      __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
+  EXPECT_EQ((s & nyx::kWideAvx512) != 0, has512);
+  EXPECT_EQ((s & nyx::kWideVbmi) != 0, has512 && __builtin_cpu_supports("avx512vbmi"));
+  if ((s & nyx::kWideAvx512) != 0) {
+    EXPECT_NE(s & nyx::kWideAvx2, 0u);
+  }
+  nyx::ownSetWideForms(~0u);
+  EXPECT_EQ(nyx::ownWideForms(), s);
+  nyx::ownSetWideForms(nyx::FormsUpTo(256, s));
+  EXPECT_EQ(nyx::WidthOf(nyx::ownWideForms()), (s & nyx::kWideAvx2) != 0 ? 256 : 128);
+  nyx::ownSetWideForms(0);
+  EXPECT_EQ(nyx::ownWideForms(), 0u);
+  nyxStaticInit();  // leaves a narrowed set alone
+  nyxStaticInitCpu(0);
+  EXPECT_EQ(nyx::ownWideForms(), 0u);
+  nyx::ownSetWideForms(s);
 }
 
 }  // namespace
