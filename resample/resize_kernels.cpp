@@ -13,6 +13,9 @@
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
 #include <emmintrin.h>
 #endif
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+#include <tmmintrin.h>
+#endif
 
 namespace nyx::NYX_TAG {
 
@@ -102,7 +105,21 @@ void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t stride, cons
 void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
                           const int16_t* xWeight, uint16_t* row) {
   int32_t j = 0;
-#if NYX_LEVEL >= NYX_LEVEL_SSE3
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+  // Both taps of a pixel are its eight bytes: one byte shuffle makes the (left, right) pairs.
+  const __m128i pairs = _mm_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
+  const __m128i half = _mm_set1_epi32(128);
+  auto one = [&](int32_t at, __m128i w) {
+    const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
+    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi8(v, pairs), w), half), 8);
+  };
+  for (; j + 1 < width; j += 2) {
+    const __m128i w = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(xWeight + 2 * j));
+    const __m128i a = one(j, _mm_shuffle_epi32(w, 0x00));
+    const __m128i b = one(j + 1, _mm_shuffle_epi32(w, 0x55));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 4 * j), _mm_packs_epi32(a, b));
+  }
+#elif NYX_LEVEL >= NYX_LEVEL_SSE3
   for (; j + 1 < width; j += 2) {
     const __m128i a = LinearPairs(Load8(src + xIndex[j]), 4, xWeight + 2 * j);
     const __m128i b = LinearPairs(Load8(src + xIndex[j + 1]), 4, xWeight + 2 * j + 2);
@@ -258,6 +275,33 @@ inline void StorePixel(float* out, __m128 v, int channels, bool last) {
 
 // Horizontal pass of the cubic: generic adds the four taps left to right, sample by sample; the
 // SIMD builds take a whole pixel per vector and add (t0 w0 + t3 w3) + (t1 w1 + t2 w2).
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+// The four taps of a pixel at spacing 4 are sixteen contiguous bytes: four float vectors.
+inline void WidenTaps(__m128i v, __m128* t) {
+  const __m128i z = _mm_setzero_si128();
+  const __m128i lo = _mm_unpacklo_epi8(v, z), hi = _mm_unpackhi_epi8(v, z);
+  t[0] = _mm_cvtepi32_ps(_mm_unpacklo_epi16(lo, z));
+  t[1] = _mm_cvtepi32_ps(_mm_unpackhi_epi16(lo, z));
+  t[2] = _mm_cvtepi32_ps(_mm_unpacklo_epi16(hi, z));
+  t[3] = _mm_cvtepi32_ps(_mm_unpackhi_epi16(hi, z));
+}
+
+inline __m128 Lane(__m128 w, int k) {
+  switch (k) {
+    case 0:
+      return _mm_shuffle_ps(w, w, 0x00);
+    case 1:
+      return _mm_shuffle_ps(w, w, 0x55);
+    case 2:
+      return _mm_shuffle_ps(w, w, 0xAA);
+    default:
+      return _mm_shuffle_ps(w, w, 0xFF);
+  }
+}
+#endif
+
+// Horizontal pass of the cubic: generic adds the four taps left to right, sample by sample; the
+// SIMD builds take a whole pixel per vector and add (t0 w0 + t3 w3) + (t1 w1 + t2 w2).
 template <int kChannels>
 void RowCubic(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,
               const float* xCoef, float* row) {
@@ -265,11 +309,16 @@ void RowCubic(const uint8_t* src, int32_t width, int32_t stride, const int32_t* 
     const uint8_t* p = src + xIndex[j];
     const float* w = xCoef + 4 * j;
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
-    const __m128 t0 = LoadPixel(p - stride, stride), t1 = LoadPixel(p, stride);
-    const __m128 t2 = LoadPixel(p + stride, stride), t3 = LoadPixel(p + 2 * stride, stride);
+    __m128 t[4];
+    if (stride == 4) {
+      WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 4)), t);
+    } else {
+      for (int k = 0; k < 4; ++k) t[k] = LoadPixel(p + (k - 1) * stride, stride);
+    }
+    const __m128 c = _mm_loadu_ps(w);
     const __m128 v =
-        _mm_add_ps(_mm_add_ps(_mm_mul_ps(t0, Broadcast(w)), _mm_mul_ps(t3, Broadcast(w + 3))),
-                   _mm_add_ps(_mm_mul_ps(t1, Broadcast(w + 1)), _mm_mul_ps(t2, Broadcast(w + 2))));
+        _mm_add_ps(_mm_add_ps(_mm_mul_ps(t[0], Lane(c, 0)), _mm_mul_ps(t[3], Lane(c, 3))),
+                   _mm_add_ps(_mm_mul_ps(t[1], Lane(c, 1)), _mm_mul_ps(t[2], Lane(c, 2))));
     StorePixel(row + kChannels * j, v, kChannels, j + 1 == width);
 #else
     for (int c = 0; c < kChannels; ++c) {
@@ -292,6 +341,7 @@ void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex
 }
 
 // Horizontal pass of Lanczos: six taps left to right at every level.
+// Horizontal pass of Lanczos: six taps left to right at every level.
 template <int kChannels>
 void RowLanczos(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,
                 const float* xCoef, float* row) {
@@ -299,10 +349,21 @@ void RowLanczos(const uint8_t* src, int32_t width, int32_t stride, const int32_t
     const uint8_t* p = src + xIndex[j];
     const float* w = xCoef + 6 * j;
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
-    __m128 v = _mm_mul_ps(LoadPixel(p - 2 * stride, stride), Broadcast(w));
-    for (int k = 1; k < 6; ++k) {
-      v = _mm_add_ps(v, _mm_mul_ps(LoadPixel(p + (k - 2) * stride, stride), Broadcast(w + k)));
+    __m128 t[8];
+    if (stride == 4) {
+      WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 8)), t);
+      WidenTaps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 8)), t + 4);
+    } else {
+      for (int k = 0; k < 6; ++k) t[k] = LoadPixel(p + (k - 2) * stride, stride);
     }
+    const __m128 c0 = _mm_loadu_ps(w);
+    const __m128 c1 = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 4)));
+    __m128 v = _mm_mul_ps(t[0], Lane(c0, 0));
+    v = _mm_add_ps(v, _mm_mul_ps(t[1], Lane(c0, 1)));
+    v = _mm_add_ps(v, _mm_mul_ps(t[2], Lane(c0, 2)));
+    v = _mm_add_ps(v, _mm_mul_ps(t[3], Lane(c0, 3)));
+    v = _mm_add_ps(v, _mm_mul_ps(t[4], Lane(c1, 0)));
+    v = _mm_add_ps(v, _mm_mul_ps(t[5], Lane(c1, 1)));
     StorePixel(row + kChannels * j, v, kChannels, j + 1 == width);
 #else
     for (int c = 0; c < kChannels; ++c) {
