@@ -99,35 +99,45 @@ int32_t BaseOf(int32_t index, int32_t unit) {
   return unit != 0 ? index / unit : 0;
 }
 
+// The base column: pixel strides of 3 and 4 divide by a constant.
+int32_t ColumnOf(int32_t index, int32_t stride) {
+  return stride == 4 ? index / 4 : stride == 3 ? index / 3 : BaseOf(index, stride);
+}
+
 // Cubic and Lanczos: a two-axis sum of horizontal sums in float. The cubic adds its taps last
-// first, Lanczos first to last, on both axes.
+// first, Lanczos first to last, on both axes. The row taps are worked out once per row.
 template <int kTaps>
 struct FilterPixel {
   const uint8_t* src;
   int32_t srcStep, stride, channels;
   ImageSize size;
+  using Rows = TapRun<kTaps>;
 
-  void operator()(uint8_t* out, int32_t xIndex, int32_t yIndex, const float* wx,
-                  const float* wy) const {
-    const TapRun<kTaps> cols = ClampTaps<kTaps>(BaseOf(xIndex, stride), size.width, wx);
-    const TapRun<kTaps> rows = ClampTaps<kTaps>(BaseOf(yIndex, srcStep), size.height, wy);
-    for (int32_t c = 0; c < channels; ++c) {
-      float sum = 0.0f;
+  Rows RowTaps(int32_t yIndex, const float* wy) const {
+    return ClampTaps<kTaps>(BaseOf(yIndex, srcStep), size.height, wy);
+  }
+
+  // Rows and channels innermost: each (row, channel) sum is its own chain, in the stated order.
+  void operator()(uint8_t* out, int32_t xIndex, const float* wx, const Rows& rows) const {
+    const TapRun<kTaps> cols = ClampTaps<kTaps>(ColumnOf(xIndex, stride), size.width, wx);
+    float h[kTaps][4] = {};
+    for (int k = 0; k < cols.count; ++k) {
+      const int kx = kTaps == 4 ? cols.count - 1 - k : k;
+      const float w = cols.weight[kx];
       for (int r = 0; r < rows.count; ++r) {
-        const int ry = kTaps == 4 ? rows.count - 1 - r : r;
-        const uint8_t* line = src + static_cast<ptrdiff_t>(rows.at[ry]) * srcStep + c;
-        float h = 0.0f;
-        for (int k = 0; k < cols.count; ++k) {
-          const int kx = kTaps == 4 ? cols.count - 1 - k : k;
-          const float term = cols.weight[kx] *
-                             static_cast<float>(line[static_cast<ptrdiff_t>(cols.at[kx]) * stride]);
-          h = k == 0 ? term : h + term;
-        }
-        const float term = rows.weight[ry] * h;
-        sum = r == 0 ? term : sum + term;
+        const uint8_t* p = src + static_cast<ptrdiff_t>(rows.at[r]) * srcStep +
+                           static_cast<ptrdiff_t>(cols.at[kx]) * stride;
+        float v[4] = {float(p[0]), float(p[1]), float(p[2]), 0.0f};
+        if (channels == 4) v[3] = float(p[3]);  // a three-channel pixel may end the image
+        for (int c = 0; c < 4; ++c) h[r][c] = h[r][c] + w * v[c];
       }
-      out[c] = RoundSum8(sum);
     }
+    float sum[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+    for (int r = 0; r < rows.count; ++r) {
+      const int ry = kTaps == 4 ? rows.count - 1 - r : r;
+      for (int c = 0; c < 4; ++c) sum[c] = sum[c] + rows.weight[ry] * h[ry][c];
+    }
+    for (int32_t c = 0; c < channels; ++c) out[c] = RoundSum8(sum[c]);
   }
 };
 
@@ -136,25 +146,29 @@ struct LinearPixel {
   const uint8_t* src;
   int32_t srcStep, stride, channels;
   ImageSize size;
+  struct Rows {
+    TapRun<2> taps;
+    uint32_t w;
+  };
 
-  void operator()(uint8_t* out, int32_t xIndex, int32_t yIndex, const int16_t* wx,
-                  const int16_t* wy) const {
+  Rows RowTaps(int32_t yIndex, const int16_t* wy) const {
     const float none[2] = {0.0f, 0.0f};
-    const TapRun<2> cols = ClampTaps<2>(BaseOf(xIndex, stride), size.width, none);
-    const TapRun<2> rows = ClampTaps<2>(BaseOf(yIndex, srcStep), size.height, none);
-    const int32_t x0 = cols.at[0], x1 = cols.at[cols.count - 1];
-    const int32_t y0 = rows.at[0], y1 = rows.at[rows.count - 1];
-    const uint8_t* r0 = src + static_cast<ptrdiff_t>(y0) * srcStep;
-    const uint8_t* r1 = src + static_cast<ptrdiff_t>(y1) * srcStep;
+    return {ClampTaps<2>(BaseOf(yIndex, srcStep), size.height, none), static_cast<uint32_t>(wy[0])};
+  }
+
+  void operator()(uint8_t* out, int32_t xIndex, const int16_t* wx, const Rows& rows) const {
+    const float none[2] = {0.0f, 0.0f};
+    const TapRun<2> cols = ClampTaps<2>(ColumnOf(xIndex, stride), size.width, none);
+    const ptrdiff_t x0 = cols.at[0] * stride, x1 = cols.at[cols.count - 1] * stride;
+    const uint8_t* r0 = src + static_cast<ptrdiff_t>(rows.taps.at[0]) * srcStep;
+    const uint8_t* r1 = src + static_cast<ptrdiff_t>(rows.taps.at[rows.taps.count - 1]) * srcStep;
+    const uint32_t w0 = static_cast<uint32_t>(wx[0]), w1 = static_cast<uint32_t>(wx[1]);
     for (int32_t c = 0; c < channels; ++c) {
       uint32_t v;
-      if (rows.count == 1) {
-        v = (static_cast<uint32_t>(wx[0]) * r0[x0 * stride + c] +
-             static_cast<uint32_t>(wx[1]) * r0[x1 * stride + c] + 8192) >>
-            14;
+      if (rows.taps.count == 1) {
+        v = (w0 * r0[x0 + c] + w1 * r0[x1 + c] + 8192) >> 14;
       } else {
-        const uint32_t w = static_cast<uint32_t>(wy[0]);
-        v = (r0[x0 * stride + c] * (16384 - w) + r1[x0 * stride + c] * w + 8192) >> 14;
+        v = (r0[x0 + c] * (16384 - rows.w) + r1[x0 + c] * rows.w + 8192) >> 14;
       }
       out[c] = static_cast<uint8_t>(v);
     }
@@ -168,21 +182,21 @@ void WalkBorder(const Pixel& pixel, uint8_t* dst, int32_t dstStep, int32_t width
                 const int32_t* yIndex, const int32_t* xIndex, const W* yTable, const W* xTable,
                 int32_t yStep, int32_t xStep, int32_t top, int32_t bottom, int32_t left,
                 int32_t right) {
-  auto one = [&](int32_t i, int32_t j) {
-    pixel(dst + static_cast<ptrdiff_t>(i) * dstStep + static_cast<ptrdiff_t>(j) * pixel.stride,
-          xIndex[j], yIndex[i], xTable + static_cast<ptrdiff_t>(xStep) * j,
-          yTable + static_cast<ptrdiff_t>(yStep) * i);
+  auto span = [&](int32_t i, int32_t from, int32_t to) {
+    const auto rows = pixel.RowTaps(yIndex[i], yTable + static_cast<ptrdiff_t>(yStep) * i);
+    uint8_t* line = dst + static_cast<ptrdiff_t>(i) * dstStep;
+    for (int32_t j = from; j < to; ++j) {
+      pixel(line + static_cast<ptrdiff_t>(j) * pixel.stride, xIndex[j],
+            xTable + static_cast<ptrdiff_t>(xStep) * j, rows);
+    }
   };
-  for (int32_t i = 0; i < top && i < height; ++i) {
-    for (int32_t j = 0; j < width; ++j) one(i, j);
-  }
+  for (int32_t i = 0; i < top && i < height; ++i) span(i, 0, width);
+  const int32_t rightFrom = width - right > 0 ? width - right : 0;
   for (int32_t i = top; i < height - bottom; ++i) {
-    for (int32_t j = 0; j < left && j < width; ++j) one(i, j);
-    for (int32_t j = width - right > 0 ? width - right : 0; j < width; ++j) one(i, j);
+    span(i, 0, left < width ? left : width);
+    span(i, rightFrom, width);
   }
-  for (int32_t i = height - bottom > 0 ? height - bottom : 0; i < height; ++i) {
-    for (int32_t j = 0; j < width; ++j) one(i, j);
-  }
+  for (int32_t i = height - bottom > 0 ? height - bottom : 0; i < height; ++i) span(i, 0, width);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "resample/resize.h"
+#include "resample/resize_wide.h"
 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
 #include <emmintrin.h>
@@ -17,23 +18,47 @@
 #include <tmmintrin.h>
 #endif
 
+// A call of the 256-bit form; only the SSE4.1 row has them, and only it ever takes this branch.
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+#define WIDE(call) avx2::call
+#define WIDE_FN(name) avx2::name
+#else
+#define WIDE(call) call
+#define WIDE_FN(name) name
+#endif
+
 namespace nyx::NYX_TAG {
 
 namespace {
 
+// The 256-bit forms the SSE4.1 row may hand its four-channel passes to, asked once per call.
+bool Wide() {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  return (ownWideForms() & kWideAvx2) != 0;
+#else
+  return false;
+#endif
+}
+
 // ---- Nearest -----------------------------------------------------------------------------
 
 // A copy of kChannels samples per pixel; source and destination pixels are `stride` apart (four
-// apart for four channels).
+// apart for four channels). A row that maps to the same source row as the one before is a copy
+// of that destination row, unless the pixels hold bytes that must stay (three of four written).
 template <typename T, int kChannels>
 void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, int32_t height,
                  const int32_t* yIndex, const int32_t* xIndex, int32_t stride) {
   const T* src = static_cast<const T*>(pSrc);
   T* dst = static_cast<T*>(pDst);
   const int32_t spacing = kChannels == 4 ? 4 : stride;
+  const bool whole = spacing == kChannels;
   for (int32_t i = 0; i < height; ++i) {
-    const T* row = src + yIndex[i];
     T* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
+    if (whole && dstStep != 0 && i > 0 && yIndex[i] == yIndex[i - 1]) {
+      std::memcpy(out, out - dstStep, sizeof(T) * kChannels * static_cast<size_t>(width));
+      continue;
+    }
+    const T* row = src + yIndex[i];
     for (int32_t j = 0; j < width; ++j) {
       std::memcpy(out + static_cast<ptrdiff_t>(j) * spacing, row + xIndex[j],
                   sizeof(T) * kChannels);
@@ -189,9 +214,12 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
   const int16_t* xw = static_cast<const int16_t*>(xWeight);
   uint16_t* upper = static_cast<uint16_t*>(rowA);
   uint16_t* lower = static_cast<uint16_t*>(rowB);
+  const bool wide = Wide();
   auto pass = [&](int64_t y, uint16_t* row) {
     if (channels == 3) {
       ownpi_CoefLinear8px(src + y, width, stride, xIndex, xw, row);
+    } else if (wide) {
+      WIDE(ownpi_CoefLinear8px4(src + y, width, xIndex, xw, row));
     } else {
       ownpi_CoefLinear8px4(src + y, width, xIndex, xw, row);
     }
@@ -209,7 +237,9 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
       prev = y;
     }
     uint8_t* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
-    if (stride == channels) {
+    if (stride == channels && wide) {
+      WIDE(ownpi_SummLinear8pl(out, width * channels, yw[i], upper, lower));
+    } else if (stride == channels) {
       ownpi_SummLinear8pl(out, width * channels, yw[i], upper, lower);
     } else {
       ownpi_SummLinear8px(out, width, yw[i], upper, lower);
@@ -255,10 +285,6 @@ inline __m128 LoadPixel(const uint8_t* p, int32_t stride) {
   const __m128i z = _mm_setzero_si128();
   const __m128i w = _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(v), z), z);
   return _mm_cvtepi32_ps(w);
-}
-
-inline __m128 Broadcast(const float* c) {
-  return _mm_set1_ps(*c);
 }
 
 // Stores the pixel's channels: all four lanes, or three, the fourth landing on the next pixel's
@@ -487,32 +513,40 @@ void ownResize8pxC2(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSt
                     int32_t height, const int32_t* yIndex, const int32_t* xIndex,
                     const float* yCoef, const float* xCoef, float* const* rows, int32_t stride,
                     int32_t channels) {
+  const bool wide = Wide();
   auto row = [&](const uint8_t* line, float* out) {
     if (channels == 3) {
       ownpi_RowCubic8px(line, width, stride, xIndex, xCoef, out);
+    } else if (wide) {
+      WIDE(ownpi_RowCubic8px4(line, width, xIndex, xCoef, out));
     } else {
       ownpi_RowCubic8px4(line, width, xIndex, xCoef, out);
     }
   };
+  using Col = void (*)(uint8_t*, int32_t, const float*, float* const*);
+  const Col col = wide ? WIDE_FN(ownpi_ColCubic8pl) : ownpi_ColCubic8pl;
   TwoPass<4>(static_cast<const uint8_t*>(pSrc), static_cast<uint8_t*>(pDst), srcStep, dstStep,
-             width, height, yIndex, yCoef, rows, stride, channels, row, ownpi_ColCubic8pl,
-             ownpi_ColCubic8px);
+             width, height, yIndex, yCoef, rows, stride, channels, row, col, ownpi_ColCubic8px);
 }
 
 void ownResize8pxLz(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstStep, int32_t width,
                     int32_t height, const int32_t* yIndex, const int32_t* xIndex,
                     const float* yCoef, const float* xCoef, float* const* rows, int32_t stride,
                     int32_t channels) {
+  const bool wide = Wide();
   auto row = [&](const uint8_t* line, float* out) {
     if (channels == 3) {
       ownpi_RowLanczosSP8px(line, stride, xIndex, xCoef, out, width);
+    } else if (wide) {
+      WIDE(ownpi_RowLanczosSP8px4(line, xIndex, xCoef, out, width));
     } else {
       ownpi_RowLanczosSP8px4(line, xIndex, xCoef, out, width);
     }
   };
+  using Col = void (*)(uint8_t*, int32_t, const float*, float* const*);
+  const Col col = wide ? WIDE_FN(ownpi_ColLanczos8pl) : ownpi_ColLanczos8pl;
   TwoPass<6>(static_cast<const uint8_t*>(pSrc), static_cast<uint8_t*>(pDst), srcStep, dstStep,
-             width, height, yIndex, yCoef, rows, stride, channels, row, ownpi_ColLanczos8pl,
-             ownpi_ColLanczos8px);
+             width, height, yIndex, yCoef, rows, stride, channels, row, col, ownpi_ColLanczos8px);
 }
 
 }  // namespace
