@@ -475,5 +475,35 @@ TEST(Resize, StaysInsideSourceDestinationAndScratch) {
   }
 }
 
+// Factors and shifts at the ends of the double range, and not-a-number, stay inside the image
+// and the rectangle: positions are kept within the source whatever the mapping makes of them.
+TEST(Resize, ExtremeMappingsStayInside) {
+  std::mt19937 rng(9);
+  const double inf = HUGE_VAL, nan = std::nan("");
+  const double factors[][4] = {{nan, 1, 0, 0},   {1, nan, 0, 0},    {inf, inf, 0, 0},
+                               {1e300, 2, 0, 0}, {1e-300, 1, 0, 0}, {1, 1, 1e300, -1e300},
+                               {1, 1, nan, 0},   {2, 2, -inf, 0},   {3e9, 3e9, -1e10, -1e10}};
+  const Layout& lay = kLayouts[1];
+  GuardedImage src(9, 8, 4, 36, GuardSide::kBefore);
+  src.Randomise(rng);
+  for (int32_t sel : kKernels) {
+    int32_t size = 0;
+    ASSERT_EQ(mx::nyxiResizeGetBufSize({0, 0, 9, 8}, {0, 0, 30, 20}, 4, sel, &size), StatusOk);
+    GuardedImage scratch(size, 1, 1, size, GuardSide::kAfter);
+    for (const auto& f : factors) {
+      GuardedImage dst(30, 20, 4, 120, GuardSide::kAfter);
+      dst.Randomise(rng);
+      const auto before = dst.Snapshot();
+      for (int row = 0; row < 4; ++row) {
+        const Status st =
+            lay.fn[row](src.Origin(), {9, 8}, 36, {0, 0, 9, 8}, dst.Origin(), 120, {0, 0, 30, 20},
+                        f[0], f[1], f[2], f[3], sel, scratch.Origin());
+        EXPECT_TRUE(st == StatusOk || st == StatusEmptyResult) << st;
+        EXPECT_EQ(dst.UntouchedOutside(before, 0), "");
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace nyx::test
