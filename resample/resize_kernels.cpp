@@ -42,6 +42,20 @@ bool Wide() {
 
 // ---- Nearest -----------------------------------------------------------------------------
 
+// One row of four-byte pixels; the SIMD rows store four at a time.
+void ownpi_NearestRow8px4(const uint8_t* row, int32_t width, const int32_t* xIndex, uint8_t* out) {
+  int32_t j = 0;
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+  for (; j + 4 <= width; j += 4) {
+    int32_t p[4];
+    for (int k = 0; k < 4; ++k) std::memcpy(&p[k], row + xIndex[j + k], 4);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * static_cast<ptrdiff_t>(j)),
+                     _mm_setr_epi32(p[0], p[1], p[2], p[3]));
+  }
+#endif
+  for (; j < width; ++j) std::memcpy(out + 4 * static_cast<ptrdiff_t>(j), row + xIndex[j], 4);
+}
+
 // A copy of kChannels samples per pixel; source and destination pixels are `stride` apart (four
 // apart for four channels). A row that maps to the same source row as the one before is a copy
 // of that destination row, unless the pixels hold bytes that must stay (three of four written).
@@ -59,6 +73,12 @@ void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, i
       continue;
     }
     const T* row = src + yIndex[i];
+    if constexpr (sizeof(T) * kChannels == 4) {
+      const uint8_t* in = reinterpret_cast<const uint8_t*>(row);
+      uint8_t* to = reinterpret_cast<uint8_t*>(out);
+      ownpi_NearestRow8px4(in, width, xIndex, to);
+      continue;
+    }
     for (int32_t j = 0; j < width; ++j) {
       std::memcpy(out + static_cast<ptrdiff_t>(j) * spacing, row + xIndex[j],
                   sizeof(T) * kChannels);
