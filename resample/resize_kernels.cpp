@@ -68,8 +68,9 @@ void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, i
   const bool whole = spacing == kChannels;
   for (int32_t i = 0; i < height; ++i) {
     T* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
-    if (whole && dstStep != 0 && i > 0 && yIndex[i] == yIndex[i - 1]) {
-      std::memcpy(out, out - dstStep, sizeof(T) * kChannels * static_cast<size_t>(width));
+    if (whole && i > 0 && yIndex[i] == yIndex[i - 1]) {
+      // Rows a short step apart overlap: the copy must be a move.
+      std::memmove(out, out - dstStep, sizeof(T) * kChannels * static_cast<size_t>(width));
       continue;
     }
     const T* row = src + yIndex[i];

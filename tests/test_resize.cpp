@@ -524,5 +524,34 @@ TEST(Resize, ExtremeMappingsStayInside) {
   }
 }
 
+// Destination rows a short step apart overlap: each row is written after the one before, as the
+// per-pixel model writes them, also where a repeated row is copied from the one before.
+TEST(Resize, OverlappingDestinationRows) {
+  std::mt19937 rng(10);
+  std::vector<uint8_t> src(6 * 5 * 4);
+  for (auto& b : src) b = uint8_t(rng());
+  const int dw = 9, dh = 8;
+  for (int32_t dstStep : {0, 8, -8}) {
+    std::vector<uint8_t> want(200, 1), got(200, 1);
+    uint8_t* origin = dstStep < 0 ? &got[150] : &got[0];
+    uint8_t* modelOrigin = dstStep < 0 ? &want[150] : &want[0];
+    for (int i = 0; i < dh; ++i) {
+      const int sy = int((i + 0.5) * 5 / 8.0 - 1e-10);
+      for (int j = 0; j < dw; ++j) {
+        const int sx = int((j + 0.5) * 6 / 9.0 - 1e-10);
+        std::memcpy(modelOrigin + i * dstStep + 4 * j, &src[(sy * 6 + sx) * 4], 4);
+      }
+    }
+    std::vector<uint8_t> scratch(4096);
+    for (const Row& row : RunnableRows()) {
+      std::fill(got.begin(), got.end(), 1);
+      ASSERT_EQ(kLayouts[1].fn[row.index](src.data(), {6, 5}, 24, {0, 0, 6, 5}, origin, dstStep,
+                                          {0, 0, dw, dh}, 1.5, 1.6, 0, 0, 1, scratch.data()),
+                StatusOk);
+      EXPECT_EQ(got, want) << "step " << dstStep << " row " << RowName(row);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace nyx::test
