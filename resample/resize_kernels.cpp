@@ -131,6 +131,17 @@ inline __m128i Load8(const uint8_t* p) {
   return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)),
                            _mm_setzero_si128());
 }
+
+// Three bytes of each of four pixels, from twelve packed bytes; the fourth byte of each pixel is
+// not written.
+inline void StoreThrees(uint8_t* dst, __m128i bytes) {
+  alignas(16) uint8_t b[16];
+  _mm_store_si128(reinterpret_cast<__m128i*>(b), bytes);
+  for (int p = 0; p < 4; ++p) {
+    std::memcpy(dst + 4 * p, b + 3 * p, 2);
+    dst[4 * p + 2] = b[3 * p + 2];
+  }
+}
 #endif
 
 // Three channels; the eight-byte load of a pixel at spacing 3 is kept off the last bytes the
@@ -210,7 +221,25 @@ void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t*
 // Three packed samples per pixel into pixels four bytes apart; the fourth byte stays.
 void ownpi_SummLinear8px(uint8_t* dst, int32_t width, int32_t w, const uint16_t* upper,
                          const uint16_t* lower) {
-  for (int32_t j = 0; j < width; ++j) {
+  int32_t j = 0;
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+  const __m128i weights = _mm_set1_epi32(
+      static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w)));
+  const __m128i half = _mm_set1_epi32(0x80000);
+  auto four = [&](ptrdiff_t at) {
+    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(upper + at));
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(lower + at));
+    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), weights), half),
+                          20);
+  };
+  for (; j + 4 <= width; j += 4) {
+    const ptrdiff_t at = 3 * static_cast<ptrdiff_t>(j);
+    const __m128i lo = _mm_packs_epi32(four(at), four(at + 4));
+    const __m128i hi = _mm_packs_epi32(four(at + 8), _mm_setzero_si128());
+    StoreThrees(dst + 4 * static_cast<ptrdiff_t>(j), _mm_packus_epi16(lo, hi));
+  }
+#endif
+  for (; j < width; ++j) {
     for (int c = 0; c < 3; ++c) {
       dst[4 * j + c] = BlendLinear(upper[3 * j + c], lower[3 * j + c], static_cast<uint32_t>(w));
     }
@@ -449,6 +478,23 @@ inline uint8_t ColumnSample(float* const* r, const float* w, ptrdiff_t k) {
 #endif
 }
 
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+// Four samples of the vertical pass, with the same sums and rounding as ColumnSample.
+template <int kTaps>
+inline __m128i ColumnFour(float* const* r, const __m128* wt, ptrdiff_t at) {
+  __m128 v[kTaps];
+  for (int t = 0; t < kTaps; ++t) v[t] = _mm_mul_ps(_mm_loadu_ps(r[t] + at), wt[t]);
+  if constexpr (kTaps == 4) {
+    return _mm_cvtps_epi32(_mm_add_ps(_mm_add_ps(v[0], v[1]), _mm_add_ps(v[2], v[3])));
+  } else {
+    __m128 s = v[0];
+    for (int t = 1; t < kTaps; ++t) s = _mm_add_ps(s, v[t]);
+    return _mm_cvttps_epi32(_mm_add_ps(s, _mm_set1_ps(0.5000001192f)));
+  }
+}
+
+#endif
+
 // Packed samples, eight a round in the SIMD builds.
 template <int kTaps>
 void ColumnPacked(uint8_t* dst, int32_t count, const float* w, float* const* r) {
@@ -456,29 +502,31 @@ void ColumnPacked(uint8_t* dst, int32_t count, const float* w, float* const* r) 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
   __m128 wt[kTaps];
   for (int t = 0; t < kTaps; ++t) wt[t] = _mm_set1_ps(w[t]);
-  auto four = [&](int32_t at) {
-    __m128 v[kTaps];
-    for (int t = 0; t < kTaps; ++t) v[t] = _mm_mul_ps(_mm_loadu_ps(r[t] + at), wt[t]);
-    if constexpr (kTaps == 4) {
-      return _mm_cvtps_epi32(_mm_add_ps(_mm_add_ps(v[0], v[1]), _mm_add_ps(v[2], v[3])));
-    } else {
-      __m128 s = v[0];
-      for (int t = 1; t < kTaps; ++t) s = _mm_add_ps(s, v[t]);
-      return _mm_cvttps_epi32(_mm_add_ps(s, _mm_set1_ps(0.5000001192f)));
-    }
-  };
   for (; k + 8 <= count; k += 8) {
-    const __m128i v = _mm_packs_epi32(four(k), four(k + 4));
+    const __m128i v = _mm_packs_epi32(ColumnFour<kTaps>(r, wt, k), ColumnFour<kTaps>(r, wt, k + 4));
     _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + k), _mm_packus_epi16(v, v));
   }
 #endif
   for (; k < count; ++k) dst[k] = ColumnSample<kTaps>(r, w, k);
 }
 
-// Three packed samples per pixel into pixels four bytes apart; the fourth byte stays.
+// Three packed samples per pixel into pixels four bytes apart; the fourth byte stays. The SIMD
+// builds compute four pixels (twelve samples) a round.
 template <int kTaps>
 void ColumnSpread(uint8_t* dst, int32_t width, const float* w, float* const* r) {
-  for (int32_t j = 0; j < width; ++j) {
+  int32_t j = 0;
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+  __m128 wt[kTaps];
+  for (int t = 0; t < kTaps; ++t) wt[t] = _mm_set1_ps(w[t]);
+  for (; j + 4 <= width; j += 4) {
+    const ptrdiff_t at = 3 * static_cast<ptrdiff_t>(j);
+    const __m128i lo =
+        _mm_packs_epi32(ColumnFour<kTaps>(r, wt, at), ColumnFour<kTaps>(r, wt, at + 4));
+    const __m128i hi = _mm_packs_epi32(ColumnFour<kTaps>(r, wt, at + 8), _mm_setzero_si128());
+    StoreThrees(dst + 4 * static_cast<ptrdiff_t>(j), _mm_packus_epi16(lo, hi));
+  }
+#endif
+  for (; j < width; ++j) {
     for (int c = 0; c < 3; ++c) dst[4 * j + c] = ColumnSample<kTaps>(r, w, 3 * j + c);
   }
 }
@@ -536,7 +584,9 @@ void ownResize8pxC2(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSt
                     int32_t channels) {
   const bool wide = Wide();
   auto row = [&](const uint8_t* line, float* out) {
-    if (channels == 3) {
+    if (channels == 3 && wide && stride == 4) {
+      WIDE(ownpi_RowCubic8px(line, width, stride, xIndex, xCoef, out));
+    } else if (channels == 3) {
       ownpi_RowCubic8px(line, width, stride, xIndex, xCoef, out);
     } else if (wide) {
       WIDE(ownpi_RowCubic8px4(line, width, xIndex, xCoef, out));
@@ -556,7 +606,9 @@ void ownResize8pxLz(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSt
                     int32_t channels) {
   const bool wide = Wide();
   auto row = [&](const uint8_t* line, float* out) {
-    if (channels == 3) {
+    if (channels == 3 && wide && stride == 4) {
+      WIDE(ownpi_RowLanczosSP8px(line, stride, xIndex, xCoef, out, width));
+    } else if (channels == 3) {
       ownpi_RowLanczosSP8px(line, stride, xIndex, xCoef, out, width);
     } else if (wide) {
       WIDE(ownpi_RowLanczosSP8px4(line, xIndex, xCoef, out, width));

@@ -118,71 +118,122 @@ void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t*
   for (; k < count; ++k) dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
 }
 
-// (t0 w0 + t3 w3) + (t1 w1 + t2 w2), two pixels a register.
-void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
-                        const float* xCoef, float* row) {
-  int32_t j = 0;
-  for (; j + 2 <= width; j += 2) {
-    __m256 t[4];
-    WidenTaps(Load2(src + xIndex[j] - 4, src + xIndex[j + 1] - 4), t);
-    const __m256 c = _mm256_loadu_ps(xCoef + 4 * j);
-    const __m256 v = _mm256_add_ps(
-        _mm256_add_ps(_mm256_mul_ps(t[0], Lane<0>(c)), _mm256_mul_ps(t[3], Lane<3>(c))),
-        _mm256_add_ps(_mm256_mul_ps(t[1], Lane<1>(c)), _mm256_mul_ps(t[2], Lane<2>(c))));
-    _mm256_storeu_ps(row + 4 * j, v);
-  }
-  if (j < width) {
-    __m128 t[4];
-    WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + xIndex[j] - 4)), t);
-    const __m128 c = _mm_loadu_ps(xCoef + 4 * j);
-    const __m128 v =
-        _mm_add_ps(_mm_add_ps(_mm_mul_ps(t[0], Lane<0>(c)), _mm_mul_ps(t[3], Lane<3>(c))),
-                   _mm_add_ps(_mm_mul_ps(t[1], Lane<1>(c)), _mm_mul_ps(t[2], Lane<2>(c))));
-    _mm_storeu_ps(row + 4 * j, v);
+// One pixel's channels in 128 bits, for a pixel that has no partner in a register.
+inline __m128 CubicOne(const uint8_t* p, const float* w) {
+  __m128 t[4];
+  WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 4)), t);
+  const __m128 c = _mm_loadu_ps(w);
+  return _mm_add_ps(_mm_add_ps(_mm_mul_ps(t[0], Lane<0>(c)), _mm_mul_ps(t[3], Lane<3>(c))),
+                    _mm_add_ps(_mm_mul_ps(t[1], Lane<1>(c)), _mm_mul_ps(t[2], Lane<2>(c))));
+}
+
+inline __m128 LanczosOne(const uint8_t* p, const float* w) {
+  __m128 t[8];
+  WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 8)), t);
+  WidenTaps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 8)), t + 4);
+  const __m128 c0 = _mm_loadu_ps(w);
+  const __m128 c1 = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 4)));
+  __m128 v = _mm_mul_ps(t[0], Lane<0>(c0));
+  v = _mm_add_ps(v, _mm_mul_ps(t[1], Lane<1>(c0)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[2], Lane<2>(c0)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[3], Lane<3>(c0)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[4], Lane<0>(c1)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[5], Lane<1>(c1)));
+  return v;
+}
+
+// (t0 w0 + t3 w3) + (t1 w1 + t2 w2) for pixels j and j + 1, one in each lane.
+inline __m256 CubicTwo(const uint8_t* src, const int32_t* xIndex, const float* xCoef, int32_t j) {
+  __m256 t[4];
+  WidenTaps(Load2(src + xIndex[j] - 4, src + xIndex[j + 1] - 4), t);
+  const __m256 c = _mm256_loadu_ps(xCoef + 4 * j);
+  return _mm256_add_ps(
+      _mm256_add_ps(_mm256_mul_ps(t[0], Lane<0>(c)), _mm256_mul_ps(t[3], Lane<3>(c))),
+      _mm256_add_ps(_mm256_mul_ps(t[1], Lane<1>(c)), _mm256_mul_ps(t[2], Lane<2>(c))));
+}
+
+// Six taps left to right for pixels j and j + 1.
+inline __m256 LanczosTwo(const uint8_t* src, const int32_t* xIndex, const float* xCoef, int32_t j) {
+  const uint8_t* a = src + xIndex[j];
+  const uint8_t* b = src + xIndex[j + 1];
+  __m256 t[6];
+  WidenTaps(Load2(a - 8, b - 8), t);
+  const __m256i last = _mm256_set_m128i(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + 8)),
+                                        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + 8)));
+  WidenTwo(last, t + 4);
+  // Coefficients: taps 0-3 of each pixel, then 4-5.
+  const float* w = xCoef + 6 * j;
+  const __m256 c0 = _mm256_set_m128(_mm_loadu_ps(w + 6), _mm_loadu_ps(w));
+  const __m256 c1 = _mm256_castpd_ps(
+      _mm256_set_m128d(_mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 10))),
+                       _mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 4)))));
+  __m256 v = _mm256_mul_ps(t[0], Lane<0>(c0));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[1], Lane<1>(c0)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[2], Lane<2>(c0)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[3], Lane<3>(c0)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[4], Lane<0>(c1)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[5], Lane<1>(c1)));
+  return v;
+}
+
+// Two pixels' first three channels, packed: six floats, written with the two that follow them
+// while a later pixel will write those again.
+inline void StoreSix(float* out, __m256 v, bool room) {
+  const __m256 packed = _mm256_permutevar8x32_ps(v, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
+  if (room) {
+    _mm256_storeu_ps(out, packed);
+  } else {
+    _mm_storeu_ps(out, _mm256_castps256_ps128(packed));
+    _mm_storel_pi(reinterpret_cast<__m64*>(out + 4), _mm256_extractf128_ps(packed, 1));
   }
 }
 
-// Six taps left to right, two pixels a register.
-void ownpi_RowLanczosSP8px4(const uint8_t* src, const int32_t* xIndex, const float* xCoef,
-                            float* row, int32_t width) {
+inline void StoreThree(float* out, __m128 v) {
+  _mm_storel_pi(reinterpret_cast<__m64*>(out), v);
+  _mm_store_ss(out + 2, _mm_movehl_ps(v, v));
+}
+
+template <int kChannels, bool kLanczos>
+void RowPairs(const uint8_t* src, int32_t width, const int32_t* xIndex, const float* xCoef,
+              float* row) {
   int32_t j = 0;
   for (; j + 2 <= width; j += 2) {
-    const uint8_t* a = src + xIndex[j];
-    const uint8_t* b = src + xIndex[j + 1];
-    __m256 t[6];
-    WidenTaps(Load2(a - 8, b - 8), t);
-    const __m256i last = _mm256_set_m128i(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + 8)),
-                                          _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + 8)));
-    WidenTwo(last, t + 4);
-    // Coefficients: taps 0-3 of each pixel, then 4-5.
-    const __m256 c0 = _mm256_set_m128(_mm_loadu_ps(xCoef + 6 * j + 6), _mm_loadu_ps(xCoef + 6 * j));
-    const __m256 c1 = _mm256_castpd_ps(_mm256_set_m128d(
-        _mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(xCoef + 6 * j + 10))),
-        _mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(xCoef + 6 * j + 4)))));
-    __m256 v = _mm256_mul_ps(t[0], Lane<0>(c0));
-    v = _mm256_add_ps(v, _mm256_mul_ps(t[1], Lane<1>(c0)));
-    v = _mm256_add_ps(v, _mm256_mul_ps(t[2], Lane<2>(c0)));
-    v = _mm256_add_ps(v, _mm256_mul_ps(t[3], Lane<3>(c0)));
-    v = _mm256_add_ps(v, _mm256_mul_ps(t[4], Lane<0>(c1)));
-    v = _mm256_add_ps(v, _mm256_mul_ps(t[5], Lane<1>(c1)));
-    _mm256_storeu_ps(row + 4 * j, v);
+    const __m256 v = kLanczos ? LanczosTwo(src, xIndex, xCoef, j) : CubicTwo(src, xIndex, xCoef, j);
+    if constexpr (kChannels == 4) {
+      _mm256_storeu_ps(row + 4 * j, v);
+    } else {
+      StoreSix(row + 3 * j, v, j + 3 <= width);
+    }
   }
   if (j < width) {
-    const uint8_t* p = src + xIndex[j];
-    __m128 t[8];
-    WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 8)), t);
-    WidenTaps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 8)), t + 4);
-    const __m128 c0 = _mm_loadu_ps(xCoef + 6 * j);
-    const __m128 c1 =
-        _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(xCoef + 6 * j + 4)));
-    __m128 v = _mm_mul_ps(t[0], Lane<0>(c0));
-    v = _mm_add_ps(v, _mm_mul_ps(t[1], Lane<1>(c0)));
-    v = _mm_add_ps(v, _mm_mul_ps(t[2], Lane<2>(c0)));
-    v = _mm_add_ps(v, _mm_mul_ps(t[3], Lane<3>(c0)));
-    v = _mm_add_ps(v, _mm_mul_ps(t[4], Lane<0>(c1)));
-    v = _mm_add_ps(v, _mm_mul_ps(t[5], Lane<1>(c1)));
-    _mm_storeu_ps(row + 4 * j, v);
+    const float* w = xCoef + (kLanczos ? 6 : 4) * j;
+    const __m128 v = kLanczos ? LanczosOne(src + xIndex[j], w) : CubicOne(src + xIndex[j], w);
+    if constexpr (kChannels == 4) {
+      _mm_storeu_ps(row + 4 * j, v);
+    } else {
+      StoreThree(row + 3 * j, v);
+    }
   }
+}
+
+void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
+                        const float* xCoef, float* row) {
+  RowPairs<4, false>(src, width, xIndex, xCoef, row);
+}
+
+void ownpi_RowCubic8px(const uint8_t* src, int32_t width, int32_t /*stride*/, const int32_t* xIndex,
+                       const float* xCoef, float* row) {
+  RowPairs<3, false>(src, width, xIndex, xCoef, row);
+}
+
+void ownpi_RowLanczosSP8px4(const uint8_t* src, const int32_t* xIndex, const float* xCoef,
+                            float* row, int32_t width) {
+  RowPairs<4, true>(src, width, xIndex, xCoef, row);
+}
+
+void ownpi_RowLanczosSP8px(const uint8_t* src, int32_t /*stride*/, const int32_t* xIndex,
+                           const float* xCoef, float* row, int32_t width) {
+  RowPairs<3, true>(src, width, xIndex, xCoef, row);
 }
 
 // (r0 w0 + r1 w1) + (r2 w2 + r3 w3), converted to nearest even, sixteen samples a round.

@@ -14,7 +14,12 @@ NYX_IN_WIDE_FORMS(
                               const int16_t* xWeight, uint16_t* row);
     void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                              const uint16_t* lower);
-    // Cubic and Lanczos, four-byte pixels: horizontal passes into float rows.
+    // Cubic and Lanczos, four-byte pixels: horizontal passes into float rows, all four channels
+    // (px4) or the first three (px, a stride of 4 only).
+    void ownpi_RowCubic8px(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,
+                           const float* xCoef, float* row);
+    void ownpi_RowLanczosSP8px(const uint8_t* src, int32_t stride, const int32_t* xIndex,
+                               const float* xCoef, float* row, int32_t width);
     void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
                             const float* xCoef, float* row);
     void ownpi_RowLanczosSP8px4(const uint8_t* src, const int32_t* xIndex, const float* xCoef,
