@@ -266,7 +266,9 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
   uint16_t* lower = static_cast<uint16_t*>(rowB);
   const bool wide = Wide();
   auto pass = [&](int64_t y, uint16_t* row) {
-    if (channels == 3) {
+    if (channels == 3 && wide && stride == 4) {
+      WIDE(ownpi_CoefLinear8px(src + y, width, stride, xIndex, xw, row));
+    } else if (channels == 3) {
       ownpi_CoefLinear8px(src + y, width, stride, xIndex, xw, row);
     } else if (wide) {
       WIDE(ownpi_CoefLinear8px4(src + y, width, xIndex, xw, row));

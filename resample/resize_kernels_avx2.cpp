@@ -63,37 +63,63 @@ inline uint8_t BlendLinear(uint32_t a, uint32_t b, uint32_t w) {
 
 }  // namespace
 
-void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
-                          const int16_t* xWeight, uint16_t* row) {
+// Four pixels a round: both taps of a pixel are its eight bytes, one byte shuffle makes the
+// (left, right) pairs of each channel, one multiply-add of 16-bit pairs weighs them.
+template <int kChannels>
+void CoefLinear(const uint8_t* src, int32_t width, const int32_t* xIndex, const int16_t* xWeight,
+                uint16_t* row) {
   const __m256i pairs = _mm256_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1, 0,
                                          -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
   const __m256i half = _mm256_set1_epi32(128);
   const __m256i spreadLo = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
   const __m256i spreadHi = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
+  // Three channels: the first six 16-bit values of each lane (two pixels).
+  const __m256i threes = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0,
+                                          1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
   auto two = [&](int32_t at, __m256i w) {
     const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
     const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at + 1]));
     const __m256i v = _mm256_shuffle_epi8(_mm256_set_m128i(b, a), pairs);
     return _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(v, w), half), 8);
   };
+  // A round writes whole 16-byte lanes; with three channels the last four bytes of each belong
+  // to the next pixel, so the round stops while a later pixel still covers them.
+  const int32_t rounds = kChannels == 4 ? width / 4 : (width >= 5 ? (width - 5) / 4 + 1 : 0);
   int32_t j = 0;
-  for (; j + 4 <= width; j += 4) {
+  for (int32_t r = 0; r < rounds; ++r, j += 4) {
     const __m256i w =
         _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 2 * j)));
     const __m256i a = two(j, _mm256_permutevar8x32_epi32(w, spreadLo));
     const __m256i b = two(j + 2, _mm256_permutevar8x32_epi32(w, spreadHi));
     // In-lane packing leaves pixels j, j+2, j+1, j+3: put them back in order.
     const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), packed);
+    if constexpr (kChannels == 4) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), packed);
+    } else {
+      const __m256i three = _mm256_shuffle_epi8(packed, threes);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j), _mm256_castsi256_si128(three));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j + 6),
+                       _mm256_extracti128_si256(three, 1));
+    }
   }
   for (; j < width; ++j) {
     const uint8_t* p = src + xIndex[j];
     const uint32_t w0 = static_cast<uint16_t>(xWeight[2 * j]);
     const uint32_t w1 = static_cast<uint16_t>(xWeight[2 * j + 1]);
-    for (int c = 0; c < 4; ++c) {
-      row[4 * j + c] = static_cast<uint16_t>((w0 * p[c] + w1 * p[c + 4] + 128) >> 8);
+    for (int c = 0; c < kChannels; ++c) {
+      row[kChannels * j + c] = static_cast<uint16_t>((w0 * p[c] + w1 * p[c + 4] + 128) >> 8);
     }
   }
+}
+
+void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
+                          const int16_t* xWeight, uint16_t* row) {
+  CoefLinear<4>(src, width, xIndex, xWeight, row);
+}
+
+void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t /*stride*/,
+                         const int32_t* xIndex, const int16_t* xWeight, uint16_t* row) {
+  CoefLinear<3>(src, width, xIndex, xWeight, row);
 }
 
 void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,

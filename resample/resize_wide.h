@@ -12,6 +12,9 @@ NYX_IN_WIDE_FORMS(
     // Linear, four channels: horizontal pass into 16-bit rows, vertical pass of packed samples.
     void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
                               const int16_t* xWeight, uint16_t* row);
+    // The same for the first three channels of four-byte pixels (a stride of 4 only).
+    void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t stride,
+                             const int32_t* xIndex, const int16_t* xWeight, uint16_t* row);
     void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                              const uint16_t* lower);
     // Cubic and Lanczos, four-byte pixels: horizontal passes into float rows, all four channels
