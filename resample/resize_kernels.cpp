@@ -351,6 +351,17 @@ inline void StorePixel(float* out, __m128 v, int channels, bool last) {
 }
 #endif
 
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+// Taps of a three-byte pixel, from sixteen contiguous bytes starting at the first tap: tap k is
+// bytes 3k .. 3k + 2, its fourth lane 0 as from LoadPixel.
+inline __m128 Tap3(__m128i v, int k) {
+  const char b = static_cast<char>(3 * k);
+  const __m128i mask = _mm_setr_epi8(b, -1, -1, -1, static_cast<char>(b + 1), -1, -1, -1,
+                                     static_cast<char>(b + 2), -1, -1, -1, -1, -1, -1, -1);
+  return _mm_cvtepi32_ps(_mm_shuffle_epi8(v, mask));
+}
+#endif
+
 // Horizontal pass of the cubic: generic adds the four taps left to right, sample by sample; the
 // SIMD builds take a whole pixel per vector and add (t0 w0 + t3 w3) + (t1 w1 + t2 w2).
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
@@ -383,6 +394,7 @@ inline __m128 Lane(__m128 w, int k) {
 template <int kChannels>
 void RowCubic(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,
               const float* xCoef, float* row) {
+  [[maybe_unused]] const int32_t last = xIndex[width - 1];  // its taps end the bytes read
   for (int32_t j = 0; j < width; ++j) {
     const uint8_t* p = src + xIndex[j];
     const float* w = xCoef + 4 * j;
@@ -390,6 +402,11 @@ void RowCubic(const uint8_t* src, int32_t width, int32_t stride, const int32_t* 
     __m128 t[4];
     if (stride == 4) {
       WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 4)), t);
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+    } else if (xIndex[j] + 4 <= last) {  // sixteen bytes from the first tap stay in the image
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 3));
+      for (int k = 0; k < 4; ++k) t[k] = Tap3(v, k);
+#endif
     } else {
       for (int k = 0; k < 4; ++k) t[k] = LoadPixel(p + (k - 1) * stride, stride);
     }
@@ -423,6 +440,7 @@ void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex
 template <int kChannels>
 void RowLanczos(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,
                 const float* xCoef, float* row) {
+  [[maybe_unused]] const int32_t last = xIndex[width - 1];  // its taps end the bytes read
   for (int32_t j = 0; j < width; ++j) {
     const uint8_t* p = src + xIndex[j];
     const float* w = xCoef + 6 * j;
@@ -431,6 +449,12 @@ void RowLanczos(const uint8_t* src, int32_t width, int32_t stride, const int32_t
     if (stride == 4) {
       WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 8)), t);
       WidenTaps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 8)), t + 4);
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+    } else if (xIndex[j] + 5 <= last) {  // taps 0-4, then tap 5 from eight more bytes
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 6));
+      for (int k = 0; k < 5; ++k) t[k] = Tap3(v, k);
+      t[5] = Tap3(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 9)), 0);
+#endif
     } else {
       for (int k = 0; k < 6; ++k) t[k] = LoadPixel(p + (k - 2) * stride, stride);
     }
