@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# The nyx tool end to end on small generated pictures: round trips, every error message and
+# exit code, no partial output on failure, batch mode on a folder.
+#   test_tool.sh NYX_BINARY [SOURCE_DIR]
+set -uo pipefail
+nyx=$1
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failures=0
+
+fail() {
+  echo "FAIL: $*" >&2
+  failures=$((failures + 1))
+}
+png() { python3 "$here/make_png.py" "$@"; }
+
+# expect CODE MESSAGE_PART -- command...: the exit code, one line on stderr holding the text.
+expect() {
+  local code=$1 text=$2
+  shift 3
+  "$@" >"$work/out.txt" 2>"$work/err.txt"
+  local got=$?
+  [ "$got" -eq "$code" ] || fail "$* exited $got, want $code: $(cat "$work/err.txt")"
+  grep -qF -- "$text" "$work/err.txt" || fail "$*: stderr lacks '$text': $(cat "$work/err.txt")"
+  [ "$code" -eq 0 ] || [ "$(wc -l <"$work/err.txt")" -eq 1 ] || fail "$*: error not one line: $(cat "$work/err.txt")"
+}
+same() { cmp -s "$1" "$2" || fail "$1 and $2 differ${3:+ ($3)}"; }
+
+# ---- demo: pictures and a table in which every round trip is exact ----
+"$nyx" demo demo >demo.txt 2>demo.err || fail "demo exited $?: $(cat demo.err)"
+for f in zoneplate.png ramp.png swap.png mirror.png; do
+  [ -s "demo/$f" ] || fail "demo did not write $f"
+done
+grep -q "^swap RGB to BGR and back .* 0 " demo.txt || fail "demo swap row: $(cat demo.txt)"
+grep -q "^mirror both axes.* 0 " demo.txt || fail "demo mirror row: $(cat demo.txt)"
+[ -z "$(ls -A demo | grep '^\.')" ] || fail "demo left temporary files"
+src=demo/zoneplate.png
+
+# ---- round trips, at every row the processor runs ----
+rows="generic"
+for r in sse3 ssse3 sse41; do "$nyx" --row $r info >/dev/null 2>&1 && rows="$rows $r"; done
+for row in $rows; do
+  n() { "$nyx" --row "$row" "$@"; }
+  n swap $src -o bgr.png && n swap bgr.png -o rgb.png || fail "$row: swap exited $?"
+  same $src rgb.png "swap twice, $row"
+  n swap $src --order 2,1,0,3 --fill 200 -o bgra.png && n swap bgra.png -o rgba.png &&
+    n swap rgba.png --order 0,1,2 --drop-alpha -o back.png || fail "$row: RGBA swaps exited $?"
+  same $src back.png "RGB to BGRA, AC4, RGBA to RGB, $row"
+  for axis in horizontal vertical both; do
+    n mirror $src --axis $axis -o m1.png && n mirror m1.png --axis $axis --in-place -o m2.png ||
+      fail "$row: mirror $axis exited $?"
+    same $src m2.png "mirror $axis twice, $row"
+    [ "$row" = generic ] && cp m1.png "m1_$axis.png"
+    same "m1_$axis.png" m1.png "mirror $axis, $row against generic"
+  done
+done
+"$nyx" mirror $src --axis vertical -o once.png
+cmp -s $src once.png && fail "mirror changed nothing"
+png rgba_py.png 13 7 4 8
+# Pictures compare as files once the tool's own writer made both: an identity swap first.
+"$nyx" swap rgba_py.png --order 0,1,2 -o rgba.png
+"$nyx" mirror rgba.png --axis both -o r1.png && "$nyx" mirror r1.png --axis both -o r2.png
+same rgba.png r2.png "RGBA mirror twice"
+# JPEG in and out.
+"$nyx" swap $src -o pic.jpg && "$nyx" swap pic.jpg -o pic2.jpg && [ -s pic2.jpg ] ||
+  fail "JPEG swap"
+expect 0 "ms per call" -- "$nyx" --time swap $src -o t.png
+
+# ---- errors: one line, the named status or cause, the exit code, no output left ----
+png grey.png 9 5 1 8
+png deep.png 9 5 3 16
+png flat.png 9 1 3 8
+echo "not a picture" >junk.png
+mkdir -p clean/pictures && cd clean/pictures
+expect 2 "see nyx --help" -- "$nyx" swap
+expect 2 "--row" -- "$nyx" --row avx9 info
+expect 2 "--bogus" -- "$nyx" mirror $work/$src -o x.png --bogus
+expect 2 "--axis" -- "$nyx" mirror $work/$src --axis diagonal -o x.png
+expect 2 "give one input and -o" -- "$nyx" swap $work/$src
+expect 2 "-o and --out-dir" -- "$nyx" swap $work/$src -o x.png -d out
+expect 2 "unsupported output kind '.bmp'" -- "$nyx" swap $work/$src -o x.bmp
+expect 3 "cannot open" -- "$nyx" swap $work/missing.png -o x.png
+expect 3 "unsupported picture kind '.gif'" -- "$nyx" swap $work/x.gif -o x.png
+expect 3 "not a readable PNG" -- "$nyx" swap $work/junk.png -o x.png
+expect 3 "needs an 8-bit RGB or RGBA picture, not 8-bit with 1 channels" -- "$nyx" swap $work/grey.png -o x.png
+expect 3 "not 16-bit with 3 channels" -- "$nyx" mirror $work/deep.png -o x.png
+expect 1 "SwapChannels_8u_C3R returned StatusBadChannelOrder" -- "$nyx" swap $work/$src --order 2,1,3 -o x.png
+expect 1 "Mirror_8u_C3R returned StatusBadSize" -- "$nyx" mirror $work/flat.png --axis horizontal -o x.png
+expect 1 "Mirror_8u_C3IR returned StatusBadSize" -- "$nyx" mirror $work/flat.png --axis both --in-place -o x.png
+expect 5 "grey.png/x.png: cannot write" -- "$nyx" swap $work/$src -o $work/grey.png/x.png
+expect 5 "JPEG holds 8-bit grey or RGB only" -- "$nyx" swap $work/rgba.png -o x.jpg
+[ -z "$(ls -A)" ] || fail "failed runs left files: $(ls -A)"
+cd ../..
+
+# ---- batch: a folder and a file, one bad input, outputs for the rest, a summary ----
+mkdir -p in
+for i in 1 2 3 4 5; do png "in/p$i.png" $((5 + i * 3)) $((3 + i)) 3 8; done
+cp junk.png in/bad.png
+"$nyx" -j 2 swap in missing.png -d out --ext .png >out.txt 2>err.txt
+[ $? -eq 3 ] || fail "batch with a bad input: exit code"
+grep -q "^nyx: 5 of 7 files done, 2 failed" err.txt || fail "batch summary: $(cat err.txt)"
+grep -q "missing.png: cannot open" err.txt || fail "batch: missing file not named"
+grep -q "in/bad.png: not a readable PNG" err.txt || fail "batch: bad file not named"
+for i in 1 2 3 4 5; do
+  [ -s "out/p$i.png" ] || fail "batch: out/p$i.png missing"
+done
+[ ! -e out/bad.png ] && [ -z "$(ls -A out | grep -v '^p[1-5].png$')" ] || fail "batch: stray files: $(ls -A out)"
+"$nyx" swap out -d back >/dev/null 2>&1 || fail "batch: swap back exited $?"
+"$nyx" swap in --order 0,1,2 -d norm >/dev/null 2>&1
+for i in 1 2 3 4 5; do same "norm/p$i.png" "back/p$i.png" "batch round trip"; done
+
+# ---- every status of the header has its name in the tool ----
+if [ $# -ge 2 ]; then
+  for name in $(grep -o '^  Status[A-Za-z]*' "$2/include/nyx.h"); do
+    grep -q "\"$name\"" "$2/tool/common.cpp" || fail "no name for $name"
+  done
+fi
+
+[ "$failures" -eq 0 ] && echo "all tool tests passed"
+exit $((failures > 0))
