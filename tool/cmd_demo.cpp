@@ -22,7 +22,8 @@ Image DrawZonePlate(int32_t width, int32_t height) {
     uint8_t* p = image.row(y);
     for (int32_t x = 0; x < width; ++x, p += 3) {
       const double dx = x - width / 2.0, dy = y - height / 2.0;
-      const auto value = static_cast<uint8_t>(std::lround(127.5 + 127.0 * std::cos(k * (dx * dx + dy * dy))));
+      const auto value =
+          static_cast<uint8_t>(std::lround(127.5 + 127.0 * std::cos(k * (dx * dx + dy * dy))));
       p[0] = value;
       p[1] = static_cast<uint8_t>(x * 255 / std::max(width - 1, 1));
       p[2] = static_cast<uint8_t>(255 - value);
@@ -69,12 +70,16 @@ int RunDemo(const std::string& dir) {
   return kExitOk;
 }
 
-const Family kDemo(100, "demo", [](CLI::App& app) {
-  static std::string dir;
-  CLI::App* command = app.add_subcommand("demo", "Run every family on test patterns into OUT_DIR");
-  command->add_option("OUT_DIR", dir, "Folder for the pictures")->required();
-  SetAction(command, [] { return RunDemo(dir); });
-}, nullptr);
+const Family kDemo(
+    100, "demo",
+    [](CLI::App& app) {
+      static std::string dir;
+      CLI::App* command =
+          app.add_subcommand("demo", "Run every family on test patterns into OUT_DIR");
+      command->add_option("OUT_DIR", dir, "Folder for the pictures")->required();
+      SetAction(command, [] { return RunDemo(dir); });
+    },
+    nullptr);
 
 }  // namespace
 

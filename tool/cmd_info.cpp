@@ -59,18 +59,20 @@ int Info() {
   CpuIdent ident{};
   nyx_get_cpu_ident(&ident);
   std::printf("processor   %s, family %u model %u stepping %u, %d cores on the die\n", name,
-              ident.family + ident.extFamily, (ident.extModel << 4) | ident.model,
-              ident.stepping, nyx_get_cores_on_die());
+              ident.family + ident.extFamily, (ident.extModel << 4) | ident.model, ident.stepping,
+              nyx_get_cores_on_die());
 
   uint64_t mask = 0;
   const Status features = nyxGetCpuFeatures(&mask, nullptr);
   static const struct {
     uint64_t bit;
     const char* name;
-  } kFeatures[] = {{NYX_CPU_MMX, "mmx"},     {NYX_CPU_SSE, "sse"},          {NYX_CPU_SSE2, "sse2"},
-                   {NYX_CPU_SSE3, "sse3"},   {NYX_CPU_SSSE3, "ssse3"},      {NYX_CPU_MOVBE, "movbe"},
-                   {NYX_CPU_SSE41, "sse4.1"}, {NYX_CPU_SSE42, "sse4.2"},    {NYX_CPU_AVX, "avx"},
-                   {NYX_CPU_AVX_USABLE, "avx-usable"}, {NYX_CPU_AES, "aes"}, {NYX_CPU_CLMUL, "clmul"}};
+  } kFeatures[] = {{NYX_CPU_MMX, "mmx"},      {NYX_CPU_SSE, "sse"},
+                   {NYX_CPU_SSE2, "sse2"},    {NYX_CPU_SSE3, "sse3"},
+                   {NYX_CPU_SSSE3, "ssse3"},  {NYX_CPU_MOVBE, "movbe"},
+                   {NYX_CPU_SSE41, "sse4.1"}, {NYX_CPU_SSE42, "sse4.2"},
+                   {NYX_CPU_AVX, "avx"},      {NYX_CPU_AVX_USABLE, "avx-usable"},
+                   {NYX_CPU_AES, "aes"},      {NYX_CPU_CLMUL, "clmul"}};
   std::printf("features   ");
   for (const auto& feature : kFeatures) {
     if (mask & feature.bit) std::printf(" %s", feature.name);
@@ -103,10 +105,13 @@ int Info() {
   return kExitOk;
 }
 
-const Family kInfo(0, "info", [](CLI::App& app) {
-  CLI::App* command = app.add_subcommand("info", "Processor features, row, width and cache");
-  SetAction(command, Info);
-}, nullptr);
+const Family kInfo(
+    0, "info",
+    [](CLI::App& app) {
+      CLI::App* command = app.add_subcommand("info", "Processor features, row, width and cache");
+      SetAction(command, Info);
+    },
+    nullptr);
 
 }  // namespace
 

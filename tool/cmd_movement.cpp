@@ -44,14 +44,14 @@ Image Swap(const Image& in, const fs::path& path, const SwapArgs& args) {
   } else if (in.channels == 4) {
     out = in;  // AC4 leaves the destination's alpha as it was
     Call("SwapChannels_8u_AC4R", &in, [&] {
-      return SwapChannels_8u_AC4R(in.data.data(), in.step(), out.data.data(), out.step(),
-                                  in.size(), order);
+      return SwapChannels_8u_AC4R(in.data.data(), in.step(), out.data.data(), out.step(), in.size(),
+                                  order);
     });
   } else {
     out.allocate(in.width, in.height, 3, 8);
     Call("SwapChannels_8u_C3R", &in, [&] {
-      return SwapChannels_8u_C3R(in.data.data(), in.step(), out.data.data(), out.step(),
-                                 in.size(), order);
+      return SwapChannels_8u_C3R(in.data.data(), in.step(), out.data.data(), out.step(), in.size(),
+                                 order);
     });
   }
   return out;
@@ -78,10 +78,10 @@ Image Mirror(const Image& in, const fs::path& path, int32_t axis, bool inPlace) 
     });
   } else {
     Call(four ? "Mirror_8u_C4R" : "Mirror_8u_C3R", &in, [&] {
-      return four ? Mirror_8u_C4R(in.data.data(), in.step(), out.data.data(), out.step(),
-                                  in.size(), axis)
-                  : Mirror_8u_C3R(in.data.data(), in.step(), out.data.data(), out.step(),
-                                  in.size(), axis);
+      return four ? Mirror_8u_C4R(in.data.data(), in.step(), out.data.data(), out.step(), in.size(),
+                                  axis)
+                  : Mirror_8u_C3R(in.data.data(), in.step(), out.data.data(), out.step(), in.size(),
+                                  axis);
     });
   }
   return out;
@@ -91,9 +91,10 @@ void AddMovement(CLI::App& app) {
   static SwapArgs swap;
   CLI::App* command = app.add_subcommand("swap", "Reorder the channels of RGB or RGBA pictures");
   AddFileArgs(*command, swap.files);
-  command->add_option("--order", swap.order,
-                      "Source channel of each output channel (3 entries; 4 for RGB to RGBA, "
-                      "3 meaning --fill)")
+  command
+      ->add_option("--order", swap.order,
+                   "Source channel of each output channel (3 entries; 4 for RGB to RGBA, "
+                   "3 meaning --fill)")
       ->delimiter(',')
       ->expected(3, 4)
       ->capture_default_str();
@@ -109,8 +110,9 @@ void AddMovement(CLI::App& app) {
   static MirrorArgs mirror;
   command = app.add_subcommand("mirror", "Mirror RGB or RGBA pictures");
   AddFileArgs(*command, mirror.files);
-  command->add_option("--axis", mirror.axis,
-                      "horizontal (rows upside down), vertical (left to right) or both")
+  command
+      ->add_option("--axis", mirror.axis,
+                   "horizontal (rows upside down), vertical (left to right) or both")
       ->check(CLI::IsMember({"horizontal", "vertical", "both"}))
       ->capture_default_str();
   command->add_flag("--in-place", mirror.inPlace, "Use the in-place form");

@@ -147,8 +147,7 @@ void Progress(size_t done, size_t total) {
 int RunFiles(const FileArgs& args, const FileJob& job) {
   if (args.outDir.empty()) {
     if (args.inputs.size() != 1 || args.output.empty()) {
-      throw Failure(kExitUsage,
-                    "give one input and -o OUTPUT, or many inputs and -d OUTPUT_DIR");
+      throw Failure(kExitUsage, "give one input and -o OUTPUT, or many inputs and -d OUTPUT_DIR");
     }
     job(args.inputs[0], args.output);
     return kExitOk;
@@ -198,8 +197,8 @@ int RunFiles(const FileArgs& args, const FileJob& job) {
       if (bar) Progress(done, inputs.size());
     }
   };
-  int threads = Global().jobs > 0 ? Global().jobs
-                                  : static_cast<int>(std::thread::hardware_concurrency());
+  int threads =
+      Global().jobs > 0 ? Global().jobs : static_cast<int>(std::thread::hardware_concurrency());
   threads = std::clamp<int>(threads, 1, static_cast<int>(std::max<size_t>(inputs.size(), 1)));
   std::vector<std::thread> pool;
   for (int t = 0; t < threads; ++t) pool.emplace_back(worker);

@@ -131,8 +131,8 @@ Image ReadJpeg(const fs::path& path, std::FILE* file) {
   jpeg_read_header(&info, TRUE);
   info.out_color_space = info.num_components == 1 ? JCS_GRAYSCALE : JCS_RGB;
   jpeg_start_decompress(&info);
-  image.allocate(static_cast<int32_t>(info.output_width),
-                 static_cast<int32_t>(info.output_height), info.output_components, 8);
+  image.allocate(static_cast<int32_t>(info.output_width), static_cast<int32_t>(info.output_height),
+                 info.output_components, 8);
   while (info.output_scanline < info.output_height) {
     JSAMPROW row = image.row(static_cast<int32_t>(info.output_scanline));
     jpeg_read_scanlines(&info, &row, 1);
@@ -172,7 +172,9 @@ void WriteJpeg(std::FILE* file, const Image& image) {
   jpeg_destroy_compress(&info);
 }
 
-bool IsJpeg(const std::string& ext) { return ext == "jpg" || ext == "jpeg"; }
+bool IsJpeg(const std::string& ext) {
+  return ext == "jpg" || ext == "jpeg";
+}
 
 }  // namespace
 
@@ -245,8 +247,8 @@ Image ReadImage(const fs::path& path) {
 void WriteImage(const fs::path& path, const Image& image) {
   const std::string ext = Extension(path);
   if (ext != "png" && !IsJpeg(ext)) {
-    throw Failure(kExitUsage, path.string() + ": unsupported output kind '." + ext +
-                                  "' (use .png, .jpg)");
+    throw Failure(kExitUsage,
+                  path.string() + ": unsupported output kind '." + ext + "' (use .png, .jpg)");
   }
   WriteAtomically(path, [&](std::FILE* file) {
     if (ext == "png") {
@@ -263,17 +265,14 @@ std::vector<uint8_t> ReadRaw(const fs::path& path, size_t expected) {
   const size_t got = std::fread(bytes.data(), 1, expected, file.get());
   const bool longer = std::fgetc(file.get()) != EOF;
   if (got != expected || longer) {
-    throw Failure(kExitSize, path.string() + ": holds " +
-                                 std::to_string(fs::file_size(path)) + " bytes, the size given needs " +
-                                 std::to_string(expected));
+    throw Failure(kExitSize, path.string() + ": holds " + std::to_string(fs::file_size(path)) +
+                                 " bytes, the size given needs " + std::to_string(expected));
   }
   return bytes;
 }
 
 void WriteRaw(const fs::path& path, const std::vector<uint8_t>& bytes) {
-  WriteAtomically(path, [&](std::FILE* file) {
-    std::fwrite(bytes.data(), 1, bytes.size(), file);
-  });
+  WriteAtomically(path, [&](std::FILE* file) { std::fwrite(bytes.data(), 1, bytes.size(), file); });
 }
 
 Frame420 ReadY4m(const fs::path& path) {

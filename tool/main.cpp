@@ -31,8 +31,8 @@ void SetRow(const std::string& row) {
     uint64_t mask = 0;
     nyxGetCpuFeatures(&mask, nullptr);
     if ((mask & entry.feature) != entry.feature) {
-      throw Failure(kExitUsage, std::string("--row ") + row + ": this processor lacks " +
-                                    entry.featureName);
+      throw Failure(kExitUsage,
+                    std::string("--row ") + row + ": this processor lacks " + entry.featureName);
     }
     const Status status = nyxStaticInitCpu(entry.code);
     if (status < 0) throw Failure(kExitStatus, "nyxStaticInitCpu returned " + StatusName(status));

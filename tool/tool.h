@@ -24,11 +24,11 @@ namespace fs = std::filesystem;
 // Exit codes, one per kind of failure.
 enum Exit : int {
   kExitOk = 0,
-  kExitStatus = 1,    // the library returned an error status
-  kExitUsage = 2,     // bad command line or option value
-  kExitInput = 3,     // input unreadable or of an unsupported kind
-  kExitSize = 4,      // sizes that do not fit the operation or the file
-  kExitOutput = 5,    // output could not be written
+  kExitStatus = 1,  // the library returned an error status
+  kExitUsage = 2,   // bad command line or option value
+  kExitInput = 3,   // input unreadable or of an unsupported kind
+  kExitSize = 4,    // sizes that do not fit the operation or the file
+  kExitOutput = 5,  // output could not be written
 };
 
 // A failure that ends the current file (or the run): a one-line message and its exit code.
@@ -122,15 +122,15 @@ int RunFiles(const FileArgs& args, const FileJob& job);
 
 // The demo: a pattern, each family's steps on it, pictures in a folder and a table.
 struct DemoStep {
-  std::string name;      // what was done
-  std::string file;      // picture written, relative to the folder
-  Image result;          // compared with `source`
-  const Image* source;   // what the result should resemble
+  std::string name;     // what was done
+  std::string file;     // picture written, relative to the folder
+  Image result;         // compared with `source`
+  const Image* source;  // what the result should resemble
 };
 struct Demo {
   fs::path dir;
-  Image pattern;       // RGB zone plate
-  Image ramp;          // RGB ramp
+  Image pattern;  // RGB zone plate
+  Image ramp;     // RGB ramp
   std::vector<DemoStep> steps;
   void Save(const std::string& file, const Image& image) const { WriteImage(dir / file, image); }
 };
