@@ -111,6 +111,61 @@ done
 "$nyx" swap in --order 0,1,2 -d norm >/dev/null 2>&1
 for i in 1 2 3 4 5; do same "norm/p$i.png" "back/p$i.png" "batch round trip"; done
 
+# ---- the families that the build exports ----
+has() { "$nyx" --help 2>/dev/null | grep -q "^  $1 "; }
+if has convert; then
+  for set in 601 709; do
+    for order in cbycr ycbcr; do
+      [ "$order-$set" = ycbcr-709 ] && continue
+      "$nyx" convert $src -o c.yuv --order $order --set $set &&
+        "$nyx" convert c.yuv --size 512x384 -o c.png --order $order --set $set ||
+        fail "convert $order $set exited $?"
+      [ "$(stat -c %s c.yuv)" -eq $((512 * 384 * 2)) ] || fail "convert $order $set: raw size"
+      # A second trip from the first one's picture moves the colours little.
+      "$nyx" convert c.png -o c2.yuv --order $order --set $set &&
+        "$nyx" convert c2.yuv --size 512x384 -o c2.png --order $order --set $set
+      for row in $rows; do
+        "$nyx" --row $row convert $src -o r.yuv --order $order --set $set
+        [ "$row" = generic ] || [ -s r.yuv ] || fail "convert at $row"
+      done
+    done
+  done
+  expect 2 "no 709 conversion in ycbcr order" -- "$nyx" convert $src -o x.yuv --order ycbcr --set 709
+  expect 2 "a raw input needs --size" -- "$nyx" convert c.yuv -o x.png
+  expect 4 "holds 393216 bytes, the size given needs" -- "$nyx" convert c.yuv --size 500x384 -o x.png
+  expect 2 "not WIDTHxHEIGHT" -- "$nyx" convert c.yuv --size 0x5 -o x.png
+  png odd.png 7 4 3 8
+  expect 4 "even width, not 7" -- "$nyx" convert odd.png -o x.yuv
+  [ ! -e x.yuv ] && [ ! -e x.png ] || fail "convert left an output after a failure"
+fi
+if has quality; then
+  "$nyx" quality $src $src >q.txt || fail "quality exited $?"
+  grep -q "^1.000000 1.000000 1.000000$" q.txt || fail "quality of a picture with itself: $(cat q.txt)"
+  "$nyx" quality $src demo/mirror.png >q.txt
+  grep -q "^1.000000 1" q.txt && fail "quality of a mirrored zone plate is 1: $(cat q.txt)"
+  expect 4 "differ in size or channels" -- "$nyx" quality $src rgba.png
+  "$nyx" pattern p.png --kind zoneplate --size 64x48 && "$nyx" pattern r.png --kind ramp --size 64x48 --axis vertical ||
+    fail "pattern exited $?"
+  "$nyx" quality r.png r.png | grep -q "^1.000000" || fail "ramp against itself"
+  expect 2 "not WIDTHxHEIGHT" -- "$nyx" pattern p.png --size 64
+fi
+if has demosaic; then
+  for grid in bggr rggb gbrg grbg; do
+    "$nyx" mosaic $src -o mo.png --grid $grid && "$nyx" demosaic mo.png -o de.png --grid $grid ||
+      fail "mosaic/demosaic $grid exited $?"
+    for row in $rows; do
+      "$nyx" --row $row demosaic mo.png -o de_row.png --grid $grid
+      same de.png de_row.png "demosaic $grid at $row"
+    done
+  done
+  png deep_rgb.png 16 12 3 16
+  "$nyx" mosaic deep_rgb.png -o mo16.png --grid rggb && "$nyx" demosaic mo16.png -o de16.png --grid rggb ||
+    fail "16-bit mosaic/demosaic exited $?"
+  python3 -c "import sys; d=open('de16.png','rb').read(); sys.exit(d[24] != 16 or d[25] != 2)" ||
+    fail "16-bit demosaic did not write 16-bit RGB"
+  expect 3 "a mosaic is a grey picture" -- "$nyx" demosaic $src -o x.png
+fi
+
 # ---- every status of the header has its name in the tool ----
 if [ $# -ge 2 ]; then
   for name in $(grep -o '^  Status[A-Za-z]*' "$2/include/nyx.h"); do
