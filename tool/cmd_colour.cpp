@@ -103,25 +103,93 @@ Image From422(const std::vector<uint8_t>& in, ImageSize size, const ConvertArgs&
   return rgb;
 }
 
+#if NYX_HAS_CbYCr422ToYCrCb420_8u_C2P3R && NYX_HAS_YCbCr422ToYCrCb420_8u_C2P3R && \
+    NYX_HAS_YCrCb420ToCbYCr422_8u_P3C2R && NYX_HAS_YCrCb420ToYCbCr422_8u_P3C2R
+constexpr bool kHas420 = true;
+
+// Packed 4:2:2 (in --order) to 4:2:0 planes; the library's plane order is Y, Cr, Cb.
+Frame420 To420(const std::vector<uint8_t>& packed, ImageSize size, const ConvertArgs& args) {
+  Frame420 frame;
+  frame.width = size.width;
+  frame.height = size.height;
+  frame.y.resize(static_cast<size_t>(size.width) * size.height);
+  frame.cb.resize(frame.y.size() / 4);
+  frame.cr.resize(frame.y.size() / 4);
+  uint8_t* planes[3] = {frame.y.data(), frame.cr.data(), frame.cb.data()};
+  int32_t steps[3] = {size.width, size.width / 2, size.width / 2};
+  const bool cb = args.order == "cbycr";
+  Call(cb ? "CbYCr422ToYCrCb420_8u_C2P3R" : "YCbCr422ToYCrCb420_8u_C2P3R", size, [&] {
+    return cb ? CbYCr422ToYCrCb420_8u_C2P3R(packed.data(), size.width * 2, planes, steps, size)
+              : YCbCr422ToYCrCb420_8u_C2P3R(packed.data(), size.width * 2, planes, steps, size);
+  });
+  return frame;
+}
+
+std::vector<uint8_t> From420(const Frame420& frame, const ConvertArgs& args) {
+  const ImageSize size = {frame.width, frame.height};
+  std::vector<uint8_t> packed(static_cast<size_t>(size.width) * 2 * size.height);
+  const uint8_t* planes[3] = {frame.y.data(), frame.cr.data(), frame.cb.data()};
+  int32_t steps[3] = {size.width, size.width / 2, size.width / 2};
+  const bool cb = args.order == "cbycr";
+  Call(cb ? "YCrCb420ToCbYCr422_8u_P3C2R" : "YCrCb420ToYCbCr422_8u_P3C2R", size, [&] {
+    return cb ? YCrCb420ToCbYCr422_8u_P3C2R(planes, steps, packed.data(), size.width * 2, size)
+              : YCrCb420ToYCbCr422_8u_P3C2R(planes, steps, packed.data(), size.width * 2, size);
+  });
+  return packed;
+}
+#else
+constexpr bool kHas420 = false;
+Frame420 To420(const std::vector<uint8_t>&, ImageSize, const ConvertArgs&) {
+  throw Failure(kExitUsage, "this build of the library has no 4:2:0 repacking");
+}
+std::vector<uint8_t> From420(const Frame420&, const ConvertArgs&) {
+  throw Failure(kExitUsage, "this build of the library has no 4:2:0 repacking");
+}
+#endif
+
+// Routes by the two files' kinds: picture, raw packed 4:2:2 (.yuv) or 4:2:0 (.y4m). Pictures
+// pass through BGR and 4:2:2; 4:2:0 is repacked from and to 4:2:2 in --order.
 void Convert(const fs::path& in, const fs::path& out, const ConvertArgs& args) {
-  if (IsRaw(in)) {
+  const bool inY4m = Extension(in) == "y4m", outY4m = Extension(out) == "y4m";
+  const bool inRaw = IsRaw(in), outRaw = IsRaw(out);
+  if ((inY4m || outY4m) && !kHas420) From420({}, args);
+  if (!inRaw && !inY4m && !outRaw && !outY4m) {
+    throw Failure(kExitUsage, "one side of convert is a .yuv (4:2:2) or .y4m (4:2:0) file");
+  }
+  ImageSize size{0, 0};
+  std::vector<uint8_t> packed;
+  if (inY4m) {
+    const Frame420 frame = ReadY4m(in);
+    size = {frame.width, frame.height};
+    packed = From420(frame, args);
+  } else if (inRaw) {
     if (args.size.empty()) throw Failure(kExitUsage, in.string() + ": a raw input needs --size");
-    const ImageSize size = ParseSize(args.size);
+    size = ParseSize(args.size);
     if (size.width % 2 != 0) throw Failure(kExitSize, "4:2:2 files need an even width");
-    const auto bytes = ReadRaw(in, static_cast<size_t>(size.width) * 2 * size.height);
-    WriteImage(out, From422(bytes, size, args));
+    packed = ReadRaw(in, static_cast<size_t>(size.width) * 2 * size.height);
   } else {
-    if (!IsRaw(out)) {
-      throw Failure(kExitUsage, out.string() + ": a picture converts to a raw .yuv 4:2:2 file");
+    const Image picture = ReadImage(in);
+    size = picture.size();
+    packed = To422(picture, args);
+  }
+  if (outY4m) {
+    if (size.width % 2 != 0 || size.height % 2 != 0 || size.height < 2) {
+      throw Failure(kExitSize, "4:2:0 needs an even width and height, not " +
+                                   std::to_string(size.width) + "x" + std::to_string(size.height));
     }
-    WriteRaw(out, To422(ReadImage(in), args));
+    WriteY4m(out, To420(packed, size, args));
+  } else if (outRaw) {
+    WriteRaw(out, packed);
+  } else {
+    WriteImage(out, From422(packed, size, args));
   }
 }
 
 void AddColour(CLI::App& app) {
   static ConvertArgs args;
   CLI::App* command = app.add_subcommand(
-      "convert", "RGB pictures to packed 4:2:2 (.yuv) and back (raw input needs --size)");
+      "convert",
+      "RGB pictures to and from packed 4:2:2 (.yuv, input needs --size) and 4:2:0 (.y4m)");
   AddFileArgs(*command, args.files);
   command->add_option("--order", args.order, "4:2:2 byte order: cbycr (Cb Y Cr Y) or ycbcr")
       ->check(CLI::IsMember({"cbycr", "ycbcr"}))

@@ -136,7 +136,38 @@ if has convert; then
   expect 2 "not WIDTHxHEIGHT" -- "$nyx" convert c.yuv --size 0x5 -o x.png
   png odd.png 7 4 3 8
   expect 4 "even width, not 7" -- "$nyx" convert odd.png -o x.yuv
+  expect 2 "one side of convert is a .yuv" -- "$nyx" convert odd.png -o x.png
   [ ! -e x.yuv ] && [ ! -e x.png ] || fail "convert left an output after a failure"
+fi
+"$nyx" info >info.txt
+exports() { grep -q " $1\( \|$\)" info.txt; }
+if exports CbYCr422ToYCrCb420_8u_C2P3R; then
+  for order in cbycr ycbcr; do
+    "$nyx" convert $src -o f.y4m --order $order && "$nyx" convert f.y4m -o f.yuv --order $order &&
+      "$nyx" convert f.yuv --size 512x384 -o f2.y4m --order $order ||
+      fail "4:2:0 $order exited $?"
+    same f.y4m f2.y4m "4:2:0 $order through 4:2:2 and back"
+    head -c 10 f.y4m | grep -q "YUV4MPEG2 " || fail "4:2:0 $order: no YUV4MPEG2 header"
+    [ "$(stat -c %s f.y4m)" -eq $((512 * 384 * 3 / 2 + $(head -2 f.y4m | wc -c))) ] ||
+      fail "4:2:0 $order: file length"
+    "$nyx" convert f.y4m -o f.png --order $order || fail "4:2:0 to a picture"
+  done
+  expect 4 "4:2:0 needs an even width and height" -- "$nyx" convert c.yuv --size 512x383 -o x.y4m
+  printf 'YUV4MPEG2 W8 H8 C422\nFRAME\n' >bad.y4m
+  expect 3 "colour space C422" -- "$nyx" convert bad.y4m -o x.png
+  printf 'YUV4MPEG2 W8 H8 C420jpeg\nFRAME\nshort' >short.y4m
+  expect 4 "frame shorter than its header says" -- "$nyx" convert short.y4m -o x.png
+fi
+if has gamma; then
+  "$nyx" gamma $src -o g.png && "$nyx" gamma g.png --inverse -o gi.png &&
+    "$nyx" gamma $src --in-place -o g2.png || fail "gamma exited $?"
+  same g.png g2.png "gamma forward, in place and not"
+  cmp -s $src g.png && fail "gamma changed nothing"
+  for row in $rows; do
+    "$nyx" --row $row gamma $src -o g_row.png && same g.png g_row.png "gamma at $row"
+  done
+  "$nyx" gamma rgba.png -o ga.png || fail "gamma RGBA"
+  expect 3 "needs an 8-bit RGB or RGBA" -- "$nyx" gamma grey.png -o x.png
 fi
 if has quality; then
   "$nyx" quality $src $src >q.txt || fail "quality exited $?"
