@@ -188,6 +188,10 @@ int RunFiles(const FileArgs& args, const FileJob& job) {
       } catch (const Failure& failure) {
         codes[i] = failure.code;
         message = failure.what();
+      } catch (const std::exception& error) {
+        // Nothing may escape a worker thread.
+        codes[i] = kExitInput;
+        message = inputs[i].string() + ": " + error.what();
       }
       std::lock_guard<std::mutex> guard(lock);
       ++done;

@@ -265,7 +265,10 @@ std::vector<uint8_t> ReadRaw(const fs::path& path, size_t expected) {
   const size_t got = std::fread(bytes.data(), 1, expected, file.get());
   const bool longer = std::fgetc(file.get()) != EOF;
   if (got != expected || longer) {
-    throw Failure(kExitSize, path.string() + ": holds " + std::to_string(fs::file_size(path)) +
+    std::error_code error;
+    const auto length = fs::file_size(path, error);
+    throw Failure(kExitSize, path.string() + ": holds " +
+                                 (error ? std::string("no readable") : std::to_string(length)) +
                                  " bytes, the size given needs " + std::to_string(expected));
   }
   return bytes;
