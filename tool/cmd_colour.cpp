@@ -211,12 +211,23 @@ void DemoColour(Demo& demo) {
       args.order = order;
       args.set = set;
       if (args.order == "ycbcr" && args.set == "709") continue;
-      const Image back = From422(To422(demo.pattern, args), demo.pattern.size(), args);
+      const Image back = From422(To422(demo.colour, args), demo.colour.size(), args);
       const std::string file = std::string("422_") + order + "_" + set + ".png";
       demo.Save(file, back);
       demo.steps.push_back(
-          {std::string("4:2:2 ") + order + " " + set + " and back", file, back, &demo.pattern});
+          {std::string("4:2:2 ") + order + " " + set + " and back", file, back, &demo.colour});
     }
+  }
+  if (kHas420) {
+    // 4:2:0 keeps every other chroma row of the 4:2:2 frame.
+    ConvertArgs args;
+    const ImageSize size = demo.colour.size();
+    const Frame420 frame = To420(To422(demo.colour, args), size, args);
+    WriteY4m(demo.dir / "colour.y4m", frame);
+    const Image back = From422(From420(frame, args), size, args);
+    demo.Save("420_cbycr_601.png", back);
+    demo.steps.push_back(
+        {"4:2:0 via 4:2:2 cbycr 601 and back", "420_cbycr_601.png", back, &demo.colour});
   }
 }
 

@@ -56,6 +56,18 @@ int RunDemo(const std::string& dir) {
   demo.ramp = gMakeRamp(kDemoWidth, kDemoHeight);
   demo.Save("zoneplate.png", demo.pattern);
   demo.Save("ramp.png", demo.ramp);
+  // The patterns are grey; a colour picture built from them shows what channel order, mirror,
+  // chroma subsampling and demosaicing do.
+  demo.colour = demo.pattern;
+  for (int32_t y = 0; y < kDemoHeight; ++y) {
+    uint8_t* d = demo.colour.row(y);
+    const uint8_t* r = demo.ramp.row(y);
+    for (int32_t x = 0; x < kDemoWidth; ++x) {
+      d[3 * x + 1] = r[3 * x];
+      d[3 * x + 2] = r[3 * (kDemoWidth - 1 - x)];
+    }
+  }
+  demo.Save("colour.png", demo.colour);
   for (const FamilyEntry& family : Families()) {
     if (family.demo) family.demo(demo);
   }

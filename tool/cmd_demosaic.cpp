@@ -89,12 +89,11 @@ void AddDemosaic(CLI::App& app) {
 }
 
 void DemoDemosaic(Demo& demo) {
-  const Image mosaic = Mosaic(demo.pattern, "zoneplate", BayerGRBG);
+  const Image mosaic = Mosaic(demo.colour, "zoneplate", BayerGRBG);
   demo.Save("mosaic_grbg.png", mosaic);
   const Image back = Demosaic(mosaic, "mosaic", BayerGRBG);
   demo.Save("demosaic_grbg.png", back);
-  demo.steps.push_back(
-      {"Bayer GRBG mosaic and demosaic", "demosaic_grbg.png", back, &demo.pattern});
+  demo.steps.push_back({"Bayer GRBG mosaic and demosaic", "demosaic_grbg.png", back, &demo.colour});
 }
 
 const Family kDemosaic(40, "demosaic", AddDemosaic, DemoDemosaic);

@@ -124,7 +124,7 @@ void AddMovement(CLI::App& app) {
 }
 
 void DemoMovement(Demo& demo) {
-  const Image& source = demo.pattern;
+  const Image& source = demo.colour;
   SwapArgs args;
   Image bgr = Swap(source, "pattern", args);
   demo.Save("swap.png", bgr);

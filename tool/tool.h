@@ -131,6 +131,7 @@ struct Demo {
   fs::path dir;
   Image pattern;  // RGB zone plate
   Image ramp;     // RGB ramp
+  Image colour;   // red the zone plate, green the ramp, blue the ramp reversed
   std::vector<DemoStep> steps;
   void Save(const std::string& file, const Image& image) const { WriteImage(dir / file, image); }
 };

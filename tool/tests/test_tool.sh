@@ -30,7 +30,7 @@ same() { cmp -s "$1" "$2" || fail "$1 and $2 differ${3:+ ($3)}"; }
 
 # ---- demo: pictures and a table in which every round trip is exact ----
 "$nyx" demo demo >demo.txt 2>demo.err || fail "demo exited $?: $(cat demo.err)"
-for f in zoneplate.png ramp.png swap.png mirror.png; do
+for f in zoneplate.png ramp.png colour.png swap.png mirror.png; do
   [ -s "demo/$f" ] || fail "demo did not write $f"
 done
 grep -q "^swap RGB to BGR and back .* 0 " demo.txt || fail "demo swap row: $(cat demo.txt)"
@@ -156,7 +156,8 @@ if exports CbYCr422ToYCrCb420_8u_C2P3R; then
       fail "4:2:0 $order: file length"
     "$nyx" convert f.y4m -o f.png --order $order || fail "4:2:0 to a picture"
   done
-  expect 4 "4:2:0 needs an even width and height" -- "$nyx" convert c.yuv --size 64x47 -o x.y4m
+  png odd_h.png 64 47 3 8
+  expect 4 "4:2:0 needs an even width and height, not 64x47" -- "$nyx" convert odd_h.png -o x.y4m
   printf 'YUV4MPEG2 W8 H8 C422\nFRAME\n' >bad.y4m
   expect 3 "colour space C422" -- "$nyx" convert bad.y4m -o x.png
   printf 'YUV4MPEG2 W8 H8 C420jpeg\nFRAME\nshort' >short.y4m
