@@ -47,6 +47,9 @@ struct Call {
   // The documented outcome of the argument checks: the first failing check's status in the
   // function's own order, or StatusOk.
   Status (*expected)(const Args&);
+  // The SIMD rows compute by their own arithmetic: they agree with one another, not with the
+  // generic row.
+  bool simdOwnBytes = false;
 };
 
 // Every exported primitive, in the order of the list.

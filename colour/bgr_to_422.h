@@ -1,0 +1,327 @@
+// BGR to packed 4:2:2: the five kernels as one family, over the coefficient set, byte order and
+// channel count. The generic build computes every pair in 32-bit integers; the SIMD builds
+// compute the row's vector part in 16-bit lanes with their own truncations (lanes), and the rest
+// of the row, pairs and a trailing pixel, by the generic formulas.
+#ifndef NYX_COLOUR_BGR_TO_422_H
+#define NYX_COLOUR_BGR_TO_422_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "colour/bgr_422_lanes.h"
+#include "frame/level.h"
+
+namespace nyx::NYX_TAG {
+
+// One kernel's numbers. Generic sums are 32-bit, with 16 fractional bits for luma and 17 for
+// the chroma of a pair sum. Lane constants carry 15 fractional bits.
+struct To422Form {
+  int channels;    // 3 or 4 source bytes a pixel
+  bool yFirst;     // YCbCr order (Y, Cb, Y, Cr); else CbYCr
+  bool clamp;      // every byte to 1..254 (full-range luma)
+  bool splitBy32;  // vector part: multiples of 32, then one group of 8; else multiples of 8
+  // Generic pair: Y of each pixel, Cb and Cr of the pair sums b, g, r.
+  int32_t yB, yG, yR, yAdd;
+  int32_t cbB, cbG, cbR, cbAdd;
+  int32_t crB, crG, crR, crAdd;
+  // Trailing pixel of an odd row, on its bytes p0, p1, p2, with Y stored at byte yAt and Cb at
+  // the other of the two.
+  int32_t tY0, tY1, tY2, tYAdd;
+  int32_t tC0, tC1, tC2, tCAdd;
+  int yAt;
+  // Lanes: luma weights of R, G, B on bytes shifted left 8, and the rounding constant before >> 7.
+  int16_t lR, lG, lB, lAdd;
+  // Lane chroma. Signed form: sum of hiS(pairSum << scale, weight) + add, then arithmetic >> shift.
+  // Unsigned form: hiU of the main colour less (hiU of the two others, saturated), +t add, then
+  // logical >> shift; weights are then given as magnitudes.
+  bool signedChroma;
+  int scale, shift;
+  int16_t lCbB, lCbG, lCbR, lCrB, lCrG, lCrR, lCAdd;
+};
+
+// The five kernels, by index.
+enum To422Kernel { kTo422My601, kTo422My709AC4, kTo422My709C3, kTo422Own601AC4, kTo422Own601C3 };
+
+// 601 into YCbCr: chroma rounds by one eighth, and the trailing pixel keeps its channel order.
+constexpr To422Form Own601(int channels) {
+  return {.channels = channels,
+          .yFirst = true,
+          .clamp = false,
+          .splitBy32 = true,
+          .yB = 6423,
+          .yG = 33030,
+          .yR = 16843,
+          .yAdd = 0x108000,
+          .cbB = 28770,
+          .cbG = -19071,
+          .cbR = -9699,
+          .cbAdd = 0x1004000,
+          .crB = -4653,
+          .crG = -24117,
+          .crR = 28770,
+          .crAdd = 0x1004000,
+          .tY0 = 6423,
+          .tY1 = 33030,
+          .tY2 = 16843,
+          .tYAdd = 0x108000,
+          .tC0 = 28770,
+          .tC1 = -19071,
+          .tC2 = -9699,
+          .tCAdd = 0x802000,
+          .yAt = 0,
+          .lR = 8422,
+          .lG = 16515,
+          .lB = 3212,
+          .lAdd = 2112,
+          .signedChroma = false,
+          .scale = 5,
+          .shift = 6,
+          .lCbB = 28770,
+          .lCbG = 19071,
+          .lCbR = 9699,
+          .lCrB = 4653,
+          .lCrG = 24117,
+          .lCrR = 28770,
+          .lCAdd = 8200};
+}
+
+// 709 into CbYCr, full range, cut to 1..254. The four-byte form has the signed lane chroma, the
+// three-byte form the unsigned one; the last pixel of an odd row exchanges red and blue.
+constexpr To422Form My709(int channels) {
+  const bool four = channels == 4;
+  return {.channels = channels,
+          .yFirst = false,
+          .clamp = true,
+          .splitBy32 = !four,
+          .yB = 4719,
+          .yG = 46858,
+          .yR = 13959,
+          .yAdd = 32768,
+          .cbB = 33489,
+          .cbG = -25821,
+          .cbR = -7668,
+          .cbAdd = 0x1010000,
+          .crB = -3080,
+          .crG = -30409,
+          .crR = 33489,
+          .crAdd = 0x100FFFE,
+          .tY0 = 13959,
+          .tY1 = 46858,
+          .tY2 = 4719,
+          .tYAdd = 32768,
+          .tC0 = -7668,
+          .tC1 = -25821,
+          .tC2 = 33489,
+          .tCAdd = 0x808000,
+          .yAt = 1,
+          .lR = 6980,
+          .lG = 23429,
+          .lB = 2359,
+          .lAdd = 64,
+          .signedChroma = four,
+          .scale = 6,
+          .shift = 6,
+          .lCbB = 16744,
+          .lCbG = static_cast<int16_t>(four ? -12911 : 12911),
+          .lCbR = static_cast<int16_t>(four ? -3834 : 3834),
+          .lCrB = static_cast<int16_t>(four ? -1540 : 1540),
+          .lCrG = static_cast<int16_t>(four ? -15204 : 15204),
+          .lCrR = 16744,
+          .lCAdd = 8224};
+}
+
+inline constexpr To422Form kTo422Forms[] = {
+    // 601 into CbYCr, four-byte pixels: Cr rounds two below Cb, and the last pixel of an odd row
+    // exchanges red and blue.
+    {.channels = 4,
+     .yFirst = false,
+     .clamp = false,
+     .splitBy32 = false,
+     .yB = 6423,
+     .yG = 33030,
+     .yR = 16843,
+     .yAdd = 0x108000,
+     .cbB = 28770,
+     .cbG = -19071,
+     .cbR = -9699,
+     .cbAdd = 0x1010000,
+     .crB = -4653,
+     .crG = -24117,
+     .crR = 28770,
+     .crAdd = 0x100FFFE,
+     .tY0 = 16843,
+     .tY1 = 33030,
+     .tY2 = 6423,
+     .tYAdd = 0x108000,
+     .tC0 = -9699,
+     .tC1 = -19071,
+     .tC2 = 28770,
+     .tCAdd = 0x808000,
+     .yAt = 1,
+     .lR = 8422,
+     .lG = 16515,
+     .lB = 3212,
+     .lAdd = 2112,
+     .signedChroma = true,
+     .scale = 6,
+     .shift = 7,
+     .lCbB = 28770,
+     .lCbG = -19071,
+     .lCbR = -9699,
+     .lCrB = -4653,
+     .lCrG = -24117,
+     .lCrR = 28770,
+     .lCAdd = 16448},
+    My709(4),
+    My709(3),
+    Own601(4),
+    Own601(3)};
+
+namespace to422 {
+
+inline int32_t Cut(int32_t v, bool clamp) {
+  return clamp ? (v < 1 ? 1 : v > 254 ? 254 : v) : v;
+}
+
+template <const To422Form& F>
+inline void GenericPair(const uint8_t* s, uint8_t* d) {
+  constexpr int c = F.channels;
+  const int32_t b = s[0] + s[c], g = s[1] + s[c + 1], r = s[2] + s[c + 2];
+  const int32_t y0 = (F.yB * s[0] + F.yG * s[1] + F.yR * s[2] + F.yAdd) >> 16;
+  const int32_t y1 = (F.yB * s[c] + F.yG * s[c + 1] + F.yR * s[c + 2] + F.yAdd) >> 16;
+  const int32_t cb = (F.cbB * b + F.cbG * g + F.cbR * r + F.cbAdd) >> 17;
+  const int32_t cr = (F.crB * b + F.crG * g + F.crR * r + F.crAdd) >> 17;
+  const int y = F.yFirst ? 0 : 1;
+  d[y] = static_cast<uint8_t>(Cut(y0, F.clamp));
+  d[1 - y] = static_cast<uint8_t>(Cut(cb, F.clamp));
+  d[2 + y] = static_cast<uint8_t>(Cut(y1, F.clamp));
+  d[3 - y] = static_cast<uint8_t>(Cut(cr, F.clamp));
+}
+
+template <const To422Form& F>
+inline void Trailing(const uint8_t* s, uint8_t* d) {
+  const int32_t y = (F.tY0 * s[0] + F.tY1 * s[1] + F.tY2 * s[2] + F.tYAdd) >> 16;
+  const int32_t cb = (F.tC0 * s[0] + F.tC1 * s[1] + F.tC2 * s[2] + F.tCAdd) >> 16;
+  d[F.yAt] = static_cast<uint8_t>(Cut(y, F.clamp));
+  d[1 - F.yAt] = static_cast<uint8_t>(Cut(cb, F.clamp));
+}
+
+// Pixels of a row of `width` that the SIMD builds take by the lane form.
+template <const To422Form& F>
+constexpr int32_t VectorPixels(int32_t width) {
+  return F.splitBy32 ? (width & ~31) + (width & 8) : width & ~7;
+}
+
+// The generic rest of a row from pixel x on: pairs, then the trailing pixel.
+template <const To422Form& F>
+inline void Rest(const uint8_t* s, uint8_t* d, int32_t x, int32_t width) {
+  for (; x + 1 < width; x += 2) GenericPair<F>(s + x * F.channels, d + 2 * x);
+  if (x < width) Trailing<F>(s + x * F.channels, d + 2 * x);
+}
+
+#if NYX_LEVEL > NYX_LEVEL_GENERIC
+// The lane form on pixels B, G, R in 16-bit lanes (pairs in adjacent lanes): output words, two
+// bytes a pixel, in the lanes' order.
+template <const To422Form& F, class V>
+inline V Lanes(V B, V G, V R) {
+  using namespace lanes;
+  // hiU(c << 8, w) summed with unsigned saturation, plus the rounding, >> 7.
+  V y = MulHiU(Sll<8>(R), Splat<V>(F.lR));
+  y = AddSatU(y, MulHiU(Sll<8>(G), Splat<V>(F.lG)));
+  y = AddSatU(y, MulHiU(Sll<8>(B), Splat<V>(F.lB)));
+  y = Srl<7>(AddSatU(y, Splat<V>(F.lAdd)));
+  // Pair sums in both lanes of the pair; even lanes compute Cb, odd lanes Cr.
+  const V b = Add(B, SwapHalves(B)), g = Add(G, SwapHalves(G)), r = Add(R, SwapHalves(R));
+  V c;
+  if constexpr (F.signedChroma) {
+    c = MulHiS(Sll<F.scale>(r), Splat<V>(F.lCbR, F.lCrR));
+    c = Add(c, MulHiS(Sll<F.scale>(g), Splat<V>(F.lCbG, F.lCrG)));
+    c = Add(c, MulHiS(Sll<F.scale>(b), Splat<V>(F.lCbB, F.lCrB)));
+    c = Sra<F.shift>(Add(c, Splat<V>(F.lCAdd)));
+  } else {
+    const V main = MulHiU(Sll<F.scale>(EvenOdd(b, r)), Splat<V>(F.lCbB, F.lCrR));
+    const V other = AddSatU(MulHiU(Sll<F.scale>(EvenOdd(r, b)), Splat<V>(F.lCbR, F.lCrB)),
+                            MulHiU(Sll<F.scale>(g), Splat<V>(F.lCbG, F.lCrG)));
+    c = Srl<F.shift>(AddSatS(Sub(main, other), Splat<V>(F.lCAdd)));
+  }
+  // Chroma and luma merge without saturation; the full-range set then cuts each byte.
+  const V w = F.yFirst ? Or(y, Sll<8>(c)) : Or(c, Sll<8>(y));
+  if constexpr (F.clamp) return MinU8(MaxU8(w, Splat<V>(0x0101)), Splat<V>(0xFEFE));
+  return w;
+}
+
+// Eight pixels into B, G, R lanes.
+template <int kChannels, bool kAligned>
+inline void Load8(const uint8_t* s, __m128i& B, __m128i& G, __m128i& R) {
+  __m128i v0, v1;
+  if constexpr (kChannels == 4) {
+    if constexpr (kAligned) {
+      v0 = _mm_load_si128(reinterpret_cast<const __m128i*>(s));
+      v1 = _mm_load_si128(reinterpret_cast<const __m128i*>(s + 16));
+    } else {
+      v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+      v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+    }
+  } else {
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+    // Pixels 0-3 from bytes 0-11 and 4-7 from bytes 12-23, as B, G (low and high half) and R.
+    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8));
+    const __m128i bgLo = _mm_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, -1, 4, -1, 7, -1, 10, -1);
+    const __m128i bgHi = _mm_setr_epi8(4, -1, 7, -1, 10, -1, 13, -1, 5, -1, 8, -1, 11, -1, 14, -1);
+    const __m128i rLo = _mm_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m128i rHi = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 6, -1, 9, -1, 12, -1, 15, -1);
+    const __m128i a = _mm_shuffle_epi8(lo, bgLo), b = _mm_shuffle_epi8(hi, bgHi);
+    B = _mm_unpacklo_epi64(a, b);
+    G = _mm_unpackhi_epi64(a, b);
+    R = _mm_or_si128(_mm_shuffle_epi8(lo, rLo), _mm_shuffle_epi8(hi, rHi));
+    return;
+#else
+    // Without byte shuffles: spread the three-byte pixels to four bytes first.
+    alignas(16) uint8_t t[32];
+    for (int k = 0; k < 8; ++k) {
+      t[4 * k] = s[3 * k];
+      t[4 * k + 1] = s[3 * k + 1];
+      t[4 * k + 2] = s[3 * k + 2];
+      t[4 * k + 3] = 0;
+    }
+    v0 = _mm_load_si128(reinterpret_cast<const __m128i*>(t));
+    v1 = _mm_load_si128(reinterpret_cast<const __m128i*>(t + 16));
+#endif
+  }
+  const __m128i m = _mm_set1_epi32(0xFF);
+  B = _mm_packs_epi32(_mm_and_si128(v0, m), _mm_and_si128(v1, m));
+  G = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(v0, 8), m),
+                      _mm_and_si128(_mm_srli_epi32(v1, 8), m));
+  R = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(v0, 16), m),
+                      _mm_and_si128(_mm_srli_epi32(v1, 16), m));
+}
+
+// The vector part of a row, eight pixels at a time.
+template <const To422Form& F, bool kAligned>
+inline void VectorPart128(const uint8_t* s, uint8_t* d, int32_t pixels) {
+  for (int32_t x = 0; x < pixels; x += 8) {
+    __m128i B, G, R;
+    Load8<F.channels, kAligned>(s + x * F.channels, B, G, R);
+    const __m128i w = Lanes<F>(B, G, R);
+    if constexpr (kAligned) {
+      _mm_store_si128(reinterpret_cast<__m128i*>(d + 2 * x), w);
+    } else {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * x), w);
+    }
+  }
+}
+#endif
+
+}  // namespace to422
+}  // namespace nyx::NYX_TAG
+
+// The SSE4.1 row's 256-bit form of the vector part: the same lanes, sixteen pixels at a time,
+// with a last group of eight in 128 bits.
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+#include "frame/width.h"
+NYX_IN_WIDE_FORMS(template <int kKernel>
+                  void To422VectorPart(const uint8_t* s, uint8_t* d, int32_t pixels);)
+#endif
+
+#endif  // NYX_COLOUR_BGR_TO_422_H

@@ -1,0 +1,74 @@
+// The 256-bit vector part of BGR to packed 4:2:2 for the SSE4.1 row: the row's lane arithmetic
+// on sixteen pixels a step, then at most one group of eight in 128 bits.
+#include "colour/bgr_to_422.h"
+
+namespace nyx::NYX_TAG {
+
+namespace {
+
+// Sixteen pixels into B, G, R lanes. Four-byte pixels come out as 0-3, 8-11 | 4-7, 12-15 (the
+// packs work per 128-bit half), three-byte ones in order.
+template <int kChannels>
+void Load16(const uint8_t* s, __m256i& B, __m256i& G, __m256i& R) {
+  if constexpr (kChannels == 4) {
+    const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+    const __m256i m = _mm256_set1_epi32(0xFF);
+    B = _mm256_packs_epi32(_mm256_and_si256(v0, m), _mm256_and_si256(v1, m));
+    G = _mm256_packs_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 8), m),
+                           _mm256_and_si256(_mm256_srli_epi32(v1, 8), m));
+    R = _mm256_packs_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 16), m),
+                           _mm256_and_si256(_mm256_srli_epi32(v1, 16), m));
+  } else {
+    // Each half as the 128-bit load: pixels 0-3 and 4-7 from bytes 0-15 and 8-23, then 8-15
+    // from 24 bytes further.
+    const __m256i lo = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(s + 24),
+                                           reinterpret_cast<const __m128i*>(s));
+    const __m256i hi = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(s + 32),
+                                           reinterpret_cast<const __m128i*>(s + 8));
+    const __m256i bgLo = _mm256_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, -1, 4, -1, 7, -1, 10, -1,
+                                          0, -1, 3, -1, 6, -1, 9, -1, 1, -1, 4, -1, 7, -1, 10, -1);
+    const __m256i bgHi =
+        _mm256_setr_epi8(4, -1, 7, -1, 10, -1, 13, -1, 5, -1, 8, -1, 11, -1, 14, -1, 4, -1, 7, -1,
+                         10, -1, 13, -1, 5, -1, 8, -1, 11, -1, 14, -1);
+    const __m256i rLo =
+        _mm256_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1, 2, -1, 5, -1,
+                         8, -1, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1);
+    const __m256i rHi =
+        _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 6, -1, 9, -1, 12, -1, 15, -1, -1, -1, -1,
+                         -1, -1, -1, -1, -1, 6, -1, 9, -1, 12, -1, 15, -1);
+    const __m256i a = _mm256_shuffle_epi8(lo, bgLo), b = _mm256_shuffle_epi8(hi, bgHi);
+    B = _mm256_unpacklo_epi64(a, b);
+    G = _mm256_unpackhi_epi64(a, b);
+    R = _mm256_or_si256(_mm256_shuffle_epi8(lo, rLo), _mm256_shuffle_epi8(hi, rHi));
+  }
+}
+
+template <int kKernel>
+void VectorPart256(const uint8_t* s, uint8_t* d, int32_t pixels) {
+  constexpr const To422Form& F = kTo422Forms[kKernel];
+  int32_t x = 0;
+  for (; x + 16 <= pixels; x += 16) {
+    __m256i B, G, R;
+    Load16<F.channels>(s + x * F.channels, B, G, R);
+    __m256i w = to422::Lanes<F>(B, G, R);
+    if constexpr (F.channels == 4) w = _mm256_permute4x64_epi64(w, 0xD8);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 2 * x), w);
+  }
+  to422::VectorPart128<F, false>(s + x * F.channels, d + 2 * x, pixels - x);
+}
+
+}  // namespace
+
+template <int kKernel>
+void To422VectorPart(const uint8_t* s, uint8_t* d, int32_t pixels) {
+  VectorPart256<kKernel>(s, d, pixels);
+}
+
+template void To422VectorPart<kTo422My601>(const uint8_t*, uint8_t*, int32_t);
+template void To422VectorPart<kTo422My709AC4>(const uint8_t*, uint8_t*, int32_t);
+template void To422VectorPart<kTo422My709C3>(const uint8_t*, uint8_t*, int32_t);
+template void To422VectorPart<kTo422Own601AC4>(const uint8_t*, uint8_t*, int32_t);
+template void To422VectorPart<kTo422Own601C3>(const uint8_t*, uint8_t*, int32_t);
+
+}  // namespace nyx::NYX_TAG
