@@ -28,21 +28,28 @@ Status ToBgr(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstSte
                          static_cast<uint32_t>(srcStep) | static_cast<uint32_t>(dstStep)) &
                         15) == 0;
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  const bool wide = !aligned && (ownWideForms() & kWideAvx2) != 0;
+  const bool wide = (ownWideForms() & kWideAvx2) != 0;
 #endif
 #endif
   for (int32_t y = 0; y < roi.height; ++y) {
     const uint8_t* s = pSrc + static_cast<ptrdiff_t>(y) * srcStep;
     uint8_t* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
 #if NYX_LEVEL > NYX_LEVEL_GENERIC
-    if (aligned) {
-      tobgr::VectorPart128<F, true>(s, d, vector, alpha);
+    // The aligned kernel walks the row in blocks of 512 pixels; the 256-bit form of the SSE4.1
+    // row gives the bytes of either kernel.
+    for (int32_t x = 0; x < vector; x += aligned ? 512 : vector) {
+      const int32_t n = aligned && vector - x > 512 ? 512 : vector - x;
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-    } else if (wide) {
-      avx2::ToBgrVectorPart<kKernel>(s, d, vector, alpha);
+      if (wide) {
+        avx2::ToBgrVectorPart<kKernel>(s + 2 * x, d + x * F.channels, n, alpha);
+        continue;
+      }
 #endif
-    } else {
-      tobgr::VectorPart128<F, false>(s, d, vector, alpha);
+      if (aligned) {
+        tobgr::VectorPart128<F, true>(s + 2 * x, d + x * F.channels, n, alpha);
+      } else {
+        tobgr::VectorPart128<F, false>(s, d, n, alpha);
+      }
     }
 #endif
     tobgr::Rest<F>(s, d, vector, width, alpha);

@@ -28,23 +28,28 @@ Status To422(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstSte
                          static_cast<uint32_t>(srcStep) | static_cast<uint32_t>(dstStep)) &
                         15) == 0;
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  const bool wide = !aligned && (ownWideForms() & kWideAvx2) != 0;
+  const bool wide = (ownWideForms() & kWideAvx2) != 0;
 #endif
 #endif
   for (int32_t y = 0; y < roi.height; ++y) {
     const uint8_t* s = pSrc + static_cast<ptrdiff_t>(y) * srcStep;
     uint8_t* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
 #if NYX_LEVEL > NYX_LEVEL_GENERIC
-    if (aligned) {
-      for (int32_t x = 0; x < vector; x += 512) {
-        to422::VectorPart128<F, true>(s + x * 4, d + 2 * x, vector - x < 512 ? vector - x : 512);
-      }
+    // The aligned kernel walks the row in blocks of 512 pixels; the 256-bit form of the SSE4.1
+    // row gives the bytes of either kernel.
+    for (int32_t x = 0; x < vector; x += aligned ? 512 : vector) {
+      const int32_t n = aligned && vector - x > 512 ? 512 : vector - x;
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-    } else if (wide) {
-      avx2::To422VectorPart<kKernel>(s, d, vector);
+      if (wide) {
+        avx2::To422VectorPart<kKernel>(s + x * F.channels, d + 2 * x, n);
+        continue;
+      }
 #endif
-    } else {
-      to422::VectorPart128<F, false>(s, d, vector);
+      if (aligned) {
+        to422::VectorPart128<F, true>(s + x * F.channels, d + 2 * x, n);
+      } else {
+        to422::VectorPart128<F, false>(s, d, n);
+      }
     }
 #endif
     to422::Rest<F>(s, d, vector, width);
