@@ -136,24 +136,29 @@ inline void Rest(const uint8_t* s, uint8_t* d, int32_t x, int32_t width, uint8_t
 
 #if NYX_LEVEL > NYX_LEVEL_GENERIC
 // The lane form on source words (two bytes a pixel, pairs in adjacent lanes): B, G, R as signed
-// 16-bit lanes, before the cut to bytes.
+// 16-bit lanes, before the cut to bytes. Every partial sum of the form stays within -4500..8600,
+// so its saturating additions never saturate: they are plain additions, and the chroma terms
+// of a pair (with the rounding) may be summed once before luma joins them.
 template <const ToBgrForm& F, class V>
 inline void Lanes(V w, V& B, V& G, V& R) {
   using namespace lanes;
   const V low = And(w, Splat<V>(0xFF)), high = Srl<8>(w);
   const V Y = F.yFirst ? low : high, chroma = F.yFirst ? high : low;
-  const V u = Sll<7>(Sub(SpreadEven(chroma), Splat<V>(128)));
-  const V v = Sll<7>(Sub(SpreadOdd(chroma), Splat<V>(128)));
   const V L = F.lY == 0 ? Sll<4>(Y) : MulHiS(Sll<7>(Sub(Y, Splat<V>(16))), Splat<V>(F.lY));
-  const auto round = [](V a) { return F.lRound == 0 ? a : AddSatS(a, Splat<V>(F.lRound)); };
-  B = Sra<F.shift>(round(AddSatS(L, MulHiS(u, Splat<V>(F.lB)))));
+  // u in the even lane of each pair, v in the odd one; blue's term lands in the even lane and
+  // red's in the odd, green's two halves in one lane each.
+  const V uv = Sll<7>(Sub(chroma, Splat<V>(128)));
+  V br = MulHiS(uv, Splat<V>(F.lB, F.lR));
+  if constexpr (F.lRound != 0) br = Add(br, Splat<V>(F.lRound));
+  const V gg = MulHiS(uv, Splat<V>(F.lGu, F.lGv));
+  const V green = Add(gg, SwapHalves(gg));
+  B = Sra<F.shift>(Add(L, SpreadEven(br)));
   if constexpr (F.subtractGreen) {
-    G = Sra<F.shift>(Sub(Sub(L, MulHiS(u, Splat<V>(F.lGu))), MulHiS(v, Splat<V>(F.lGv))));
+    G = Sra<F.shift>(Sub(L, green));
   } else {
-    G = Sra<F.shift>(
-        round(AddSatS(AddSatS(L, MulHiS(u, Splat<V>(F.lGu))), MulHiS(v, Splat<V>(F.lGv)))));
+    G = Sra<F.shift>(Add(L, Add(green, Splat<V>(F.lRound))));
   }
-  R = Sra<F.shift>(round(AddSatS(L, MulHiS(v, Splat<V>(F.lR)))));
+  R = Sra<F.shift>(Add(L, SpreadOdd(br)));
 }
 
 // B, G, R lanes and alpha into four-byte pixels, saturated to 0..255: lo holds the pixels of

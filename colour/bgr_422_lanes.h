@@ -62,23 +62,28 @@ template <int n>
 V128 Sra(V128 a) {
   return _mm_srai_epi16(a, n);
 }
+inline V128 AvgU(V128 a, V128 b) {
+  return _mm_avg_epu16(a, b);
+}
 // Each 32-bit lane's two halves exchanged: a pixel's partner in its pair.
 inline V128 SwapHalves(V128 a) {
-  return _mm_or_si128(_mm_slli_epi32(a, 16), _mm_srli_epi32(a, 16));
+  return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xB1), 0xB1);
 }
 // Even 16-bit lanes from a, odd ones from b.
 inline V128 EvenOdd(V128 a, V128 b) {
+#if NYX_LEVEL >= NYX_LEVEL_SSE41
+  return _mm_blend_epi16(b, a, 0x55);
+#else
   const V128 low = _mm_set1_epi32(0xFFFF);
   return _mm_or_si128(_mm_and_si128(low, a), _mm_andnot_si128(low, b));
+#endif
 }
 // Each pair of 16-bit lanes filled with its even (first) or odd (second) lane.
 inline V128 SpreadEven(V128 a) {
-  const V128 even = _mm_and_si128(a, _mm_set1_epi32(0xFFFF));
-  return _mm_or_si128(even, _mm_slli_epi32(even, 16));
+  return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xA0), 0xA0);
 }
 inline V128 SpreadOdd(V128 a) {
-  const V128 odd = _mm_srli_epi32(a, 16);
-  return _mm_or_si128(odd, _mm_slli_epi32(odd, 16));
+  return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xF5), 0xF5);
 }
 
 #if defined(__AVX2__)
@@ -132,19 +137,22 @@ template <int n>
 V256 Sra(V256 a) {
   return _mm256_srai_epi16(a, n);
 }
+inline V256 AvgU(V256 a, V256 b) {
+  return _mm256_avg_epu16(a, b);
+}
 inline V256 SwapHalves(V256 a) {
-  return _mm256_or_si256(_mm256_slli_epi32(a, 16), _mm256_srli_epi32(a, 16));
+  return _mm256_shuffle_epi8(
+      a, _mm256_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13, 2, 3, 0, 1, 6, 7, 4,
+                          5, 10, 11, 8, 9, 14, 15, 12, 13));
 }
 inline V256 EvenOdd(V256 a, V256 b) {
   return _mm256_blend_epi16(b, a, 0x55);
 }
 inline V256 SpreadEven(V256 a) {
-  const V256 even = _mm256_blend_epi16(a, _mm256_setzero_si256(), 0xAA);
-  return _mm256_or_si256(even, _mm256_slli_epi32(even, 16));
+  return _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a, 0xA0), 0xA0);
 }
 inline V256 SpreadOdd(V256 a) {
-  const V256 odd = _mm256_srli_epi32(a, 16);
-  return _mm256_or_si256(odd, _mm256_slli_epi32(odd, 16));
+  return _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a, 0xF5), 0xF5);
 }
 #endif
 

@@ -220,28 +220,30 @@ inline void Rest(const uint8_t* s, uint8_t* d, int32_t x, int32_t width) {
 }
 
 #if NYX_LEVEL > NYX_LEVEL_GENERIC
-// The lane form on pixels B, G, R in 16-bit lanes (pairs in adjacent lanes): output words, two
-// bytes a pixel, in the lanes' order.
+// The lane form on pixels B, G, R, each shifted left 8 in a 16-bit lane (pairs in adjacent
+// lanes): output words, two bytes a pixel, in the lanes' order.
 template <const To422Form& F, class V>
-inline V Lanes(V B, V G, V R) {
+inline V Lanes(V B8, V G8, V R8) {
   using namespace lanes;
   // hiU(c << 8, w) summed with unsigned saturation, plus the rounding, >> 7.
-  V y = MulHiU(Sll<8>(R), Splat<V>(F.lR));
-  y = AddSatU(y, MulHiU(Sll<8>(G), Splat<V>(F.lG)));
-  y = AddSatU(y, MulHiU(Sll<8>(B), Splat<V>(F.lB)));
+  V y = MulHiU(R8, Splat<V>(F.lR));
+  y = AddSatU(y, MulHiU(G8, Splat<V>(F.lG)));
+  y = AddSatU(y, MulHiU(B8, Splat<V>(F.lB)));
   y = Srl<7>(AddSatU(y, Splat<V>(F.lAdd)));
-  // Pair sums in both lanes of the pair; even lanes compute Cb, odd lanes Cr.
-  const V b = Add(B, SwapHalves(B)), g = Add(G, SwapHalves(G)), r = Add(R, SwapHalves(R));
+  // Pair sums times 2^scale in both lanes of the pair: the rounding average of c << 8 and its
+  // partner is exactly 128 times their sum (the sum is even). Even lanes compute Cb, odd Cr.
+  const auto sum = [](V c8) { return Srl<7 - F.scale>(AvgU(c8, SwapHalves(c8))); };
+  const V b = sum(B8), g = sum(G8), r = sum(R8);
   V c;
   if constexpr (F.signedChroma) {
-    c = MulHiS(Sll<F.scale>(r), Splat<V>(F.lCbR, F.lCrR));
-    c = Add(c, MulHiS(Sll<F.scale>(g), Splat<V>(F.lCbG, F.lCrG)));
-    c = Add(c, MulHiS(Sll<F.scale>(b), Splat<V>(F.lCbB, F.lCrB)));
+    c = MulHiS(r, Splat<V>(F.lCbR, F.lCrR));
+    c = Add(c, MulHiS(g, Splat<V>(F.lCbG, F.lCrG)));
+    c = Add(c, MulHiS(b, Splat<V>(F.lCbB, F.lCrB)));
     c = Sra<F.shift>(Add(c, Splat<V>(F.lCAdd)));
   } else {
-    const V main = MulHiU(Sll<F.scale>(EvenOdd(b, r)), Splat<V>(F.lCbB, F.lCrR));
-    const V other = AddSatU(MulHiU(Sll<F.scale>(EvenOdd(r, b)), Splat<V>(F.lCbR, F.lCrB)),
-                            MulHiU(Sll<F.scale>(g), Splat<V>(F.lCbG, F.lCrG)));
+    const V main = MulHiU(EvenOdd(b, r), Splat<V>(F.lCbB, F.lCrR));
+    const V other = AddSatU(MulHiU(EvenOdd(r, b), Splat<V>(F.lCbR, F.lCrB)),
+                            MulHiU(g, Splat<V>(F.lCbG, F.lCrG)));
     c = Srl<F.shift>(AddSatS(Sub(main, other), Splat<V>(F.lCAdd)));
   }
   // Chroma and luma merge without saturation; the full-range set then cuts each byte.
@@ -250,9 +252,55 @@ inline V Lanes(V B, V G, V R) {
   return w;
 }
 
-// Eight pixels into B, G, R lanes.
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+// Byte shuffles that put each channel byte of four pixels in the high byte of a 16-bit lane:
+// B then G in one register, R in the low half of another. `first` is the offset of the first
+// pixel, `size` the pixel's bytes.
+template <class V>
+inline V ChannelShuffle(int first, int size, bool red) {
+  alignas(32) int8_t m[32];
+  for (int half = 0; half < static_cast<int>(sizeof(V)) / 16; ++half) {
+    for (int k = 0; k < 8; ++k) {
+      const int channel = red ? (k < 4 ? 2 : -1) : k / 4, pixel = k % 4;
+      m[16 * half + 2 * k] = -1;
+      m[16 * half + 2 * k + 1] =
+          static_cast<int8_t>(channel < 0 ? -1 : first + size * pixel + channel);
+    }
+  }
+  if constexpr (sizeof(V) == 16) {
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(m));
+  } else {
+    return _mm256_load_si256(reinterpret_cast<const __m256i*>(m));
+  }
+}
+
+// B, G, R shifted left 8 from two registers of four pixels each (per 128-bit half) at offsets
+// firstLo and firstHi: pixels of lo in lanes 0-3, of hi in lanes 4-7.
+template <int kChannels, class V>
+inline void Spread(V lo, V hi, int firstHi, V& B8, V& G8, V& R8) {
+  const V bgLo = ChannelShuffle<V>(0, kChannels, false),
+          rLo = ChannelShuffle<V>(0, kChannels, true);
+  const V bgHi = ChannelShuffle<V>(firstHi, kChannels, false);
+  const V rHi = ChannelShuffle<V>(firstHi, kChannels, true);
+  if constexpr (sizeof(V) == 16) {
+    const V a = _mm_shuffle_epi8(lo, bgLo), b = _mm_shuffle_epi8(hi, bgHi);
+    B8 = _mm_unpacklo_epi64(a, b);
+    G8 = _mm_unpackhi_epi64(a, b);
+    R8 = _mm_unpacklo_epi64(_mm_shuffle_epi8(lo, rLo), _mm_shuffle_epi8(hi, rHi));
+  } else {
+#if defined(__AVX2__)
+    const V a = _mm256_shuffle_epi8(lo, bgLo), b = _mm256_shuffle_epi8(hi, bgHi);
+    B8 = _mm256_unpacklo_epi64(a, b);
+    G8 = _mm256_unpackhi_epi64(a, b);
+    R8 = _mm256_unpacklo_epi64(_mm256_shuffle_epi8(lo, rLo), _mm256_shuffle_epi8(hi, rHi));
+#endif
+  }
+}
+#endif
+
+// Eight pixels into B, G, R lanes, each shifted left 8.
 template <int kChannels, bool kAligned>
-inline void Load8(const uint8_t* s, __m128i& B, __m128i& G, __m128i& R) {
+inline void Load8(const uint8_t* s, __m128i& B8, __m128i& G8, __m128i& R8) {
   __m128i v0, v1;
   if constexpr (kChannels == 4) {
     if constexpr (kAligned) {
@@ -262,19 +310,15 @@ inline void Load8(const uint8_t* s, __m128i& B, __m128i& G, __m128i& R) {
       v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
       v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
     }
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+    Spread<4>(v0, v1, 0, B8, G8, R8);
+    return;
+#endif
   } else {
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
-    // Pixels 0-3 from bytes 0-11 and 4-7 from bytes 12-23, as B, G (low and high half) and R.
-    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8));
-    const __m128i bgLo = _mm_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, -1, 4, -1, 7, -1, 10, -1);
-    const __m128i bgHi = _mm_setr_epi8(4, -1, 7, -1, 10, -1, 13, -1, 5, -1, 8, -1, 11, -1, 14, -1);
-    const __m128i rLo = _mm_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-    const __m128i rHi = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 6, -1, 9, -1, 12, -1, 15, -1);
-    const __m128i a = _mm_shuffle_epi8(lo, bgLo), b = _mm_shuffle_epi8(hi, bgHi);
-    B = _mm_unpacklo_epi64(a, b);
-    G = _mm_unpackhi_epi64(a, b);
-    R = _mm_or_si128(_mm_shuffle_epi8(lo, rLo), _mm_shuffle_epi8(hi, rHi));
+    // Pixels 0-3 from bytes 0-11, 4-7 from bytes 12-23 (offset 4 of a load at byte 8).
+    Spread<3>(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)),
+              _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8)), 4, B8, G8, R8);
     return;
 #else
     // Without byte shuffles: spread the three-byte pixels to four bytes first.
@@ -289,12 +333,16 @@ inline void Load8(const uint8_t* s, __m128i& B, __m128i& G, __m128i& R) {
     v1 = _mm_load_si128(reinterpret_cast<const __m128i*>(t + 16));
 #endif
   }
+#if NYX_LEVEL < NYX_LEVEL_SSSE3
   const __m128i m = _mm_set1_epi32(0xFF);
-  B = _mm_packs_epi32(_mm_and_si128(v0, m), _mm_and_si128(v1, m));
-  G = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(v0, 8), m),
-                      _mm_and_si128(_mm_srli_epi32(v1, 8), m));
-  R = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(v0, 16), m),
-                      _mm_and_si128(_mm_srli_epi32(v1, 16), m));
+  B8 = _mm_slli_epi16(_mm_packs_epi32(_mm_and_si128(v0, m), _mm_and_si128(v1, m)), 8);
+  G8 = _mm_slli_epi16(_mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(v0, 8), m),
+                                      _mm_and_si128(_mm_srli_epi32(v1, 8), m)),
+                      8);
+  R8 = _mm_slli_epi16(_mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(v0, 16), m),
+                                      _mm_and_si128(_mm_srli_epi32(v1, 16), m)),
+                      8);
+#endif
 }
 
 // The vector part of a row, eight pixels at a time.

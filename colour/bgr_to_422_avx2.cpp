@@ -6,41 +6,21 @@ namespace nyx::NYX_TAG {
 
 namespace {
 
-// Sixteen pixels into B, G, R lanes. Four-byte pixels come out as 0-3, 8-11 | 4-7, 12-15 (the
-// packs work per 128-bit half), three-byte ones in order.
+// Sixteen pixels into B, G, R lanes shifted left 8. Four-byte pixels come out as 0-3, 8-11 |
+// 4-7, 12-15 (two registers of eight pixels, each half spread alike), three-byte ones in order.
 template <int kChannels>
-void Load16(const uint8_t* s, __m256i& B, __m256i& G, __m256i& R) {
+void Load16(const uint8_t* s, __m256i& B8, __m256i& G8, __m256i& R8) {
   if constexpr (kChannels == 4) {
-    const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
-    const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
-    const __m256i m = _mm256_set1_epi32(0xFF);
-    B = _mm256_packs_epi32(_mm256_and_si256(v0, m), _mm256_and_si256(v1, m));
-    G = _mm256_packs_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 8), m),
-                           _mm256_and_si256(_mm256_srli_epi32(v1, 8), m));
-    R = _mm256_packs_epi32(_mm256_and_si256(_mm256_srli_epi32(v0, 16), m),
-                           _mm256_and_si256(_mm256_srli_epi32(v1, 16), m));
+    to422::Spread<4>(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s)),
+                     _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32)), 0, B8, G8, R8);
   } else {
-    // Each half as the 128-bit load: pixels 0-3 and 4-7 from bytes 0-15 and 8-23, then 8-15
-    // from 24 bytes further.
+    // Each half as the 128-bit load: pixels 0-7 from bytes 0-15 and 8-23, then 8-15 from 24
+    // bytes further.
     const __m256i lo = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(s + 24),
                                            reinterpret_cast<const __m128i*>(s));
     const __m256i hi = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(s + 32),
                                            reinterpret_cast<const __m128i*>(s + 8));
-    const __m256i bgLo = _mm256_setr_epi8(0, -1, 3, -1, 6, -1, 9, -1, 1, -1, 4, -1, 7, -1, 10, -1,
-                                          0, -1, 3, -1, 6, -1, 9, -1, 1, -1, 4, -1, 7, -1, 10, -1);
-    const __m256i bgHi =
-        _mm256_setr_epi8(4, -1, 7, -1, 10, -1, 13, -1, 5, -1, 8, -1, 11, -1, 14, -1, 4, -1, 7, -1,
-                         10, -1, 13, -1, 5, -1, 8, -1, 11, -1, 14, -1);
-    const __m256i rLo =
-        _mm256_setr_epi8(2, -1, 5, -1, 8, -1, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1, 2, -1, 5, -1,
-                         8, -1, 11, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-    const __m256i rHi =
-        _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, 6, -1, 9, -1, 12, -1, 15, -1, -1, -1, -1,
-                         -1, -1, -1, -1, -1, 6, -1, 9, -1, 12, -1, 15, -1);
-    const __m256i a = _mm256_shuffle_epi8(lo, bgLo), b = _mm256_shuffle_epi8(hi, bgHi);
-    B = _mm256_unpacklo_epi64(a, b);
-    G = _mm256_unpackhi_epi64(a, b);
-    R = _mm256_or_si256(_mm256_shuffle_epi8(lo, rLo), _mm256_shuffle_epi8(hi, rHi));
+    to422::Spread<3>(lo, hi, 4, B8, G8, R8);
   }
 }
 
