@@ -149,10 +149,14 @@ inline V256 EvenOdd(V256 a, V256 b) {
   return _mm256_blend_epi16(b, a, 0x55);
 }
 inline V256 SpreadEven(V256 a) {
-  return _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a, 0xA0), 0xA0);
+  return _mm256_shuffle_epi8(
+      a, _mm256_setr_epi8(0, 1, 0, 1, 4, 5, 4, 5, 8, 9, 8, 9, 12, 13, 12, 13, 0, 1, 0, 1, 4, 5, 4,
+                          5, 8, 9, 8, 9, 12, 13, 12, 13));
 }
 inline V256 SpreadOdd(V256 a) {
-  return _mm256_shufflehi_epi16(_mm256_shufflelo_epi16(a, 0xF5), 0xF5);
+  return _mm256_shuffle_epi8(
+      a, _mm256_setr_epi8(2, 3, 2, 3, 6, 7, 6, 7, 10, 11, 10, 11, 14, 15, 14, 15, 2, 3, 2, 3, 6, 7,
+                          6, 7, 10, 11, 10, 11, 14, 15, 14, 15));
 }
 #endif
 
