@@ -12,7 +12,7 @@ namespace {
 template <int kKernel>
 Status ToBgr(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roi,
              uint8_t alpha) {
-  constexpr const ToBgrForm& F = kToBgrForms[kKernel];
+  constexpr const ToBgrForm& F = ToBgrFormOf<kKernel>();
   // Cb-first kernels take a lone pixel; Y-first ones need a pair.
   constexpr int32_t kLeastWidth = F.yFirst ? 2 : 1;
   if (pSrc == nullptr || pDst == nullptr) return StatusNullPointer;

@@ -100,7 +100,22 @@ constexpr ToBgrForm My709(int channels) {
           .subtractGreen = false};
 }
 
-inline constexpr ToBgrForm kToBgrForms[] = {My601(4), My709(3), My709(4), Own601(3), Own601(4)};
+inline constexpr ToBgrForm kToBgrMy601C4Form = My601(4);
+inline constexpr ToBgrForm kToBgrMy709C3Form = My709(3);
+inline constexpr ToBgrForm kToBgrMy709C4Form = My709(4);
+inline constexpr ToBgrForm kToBgrOwn601C3Form = Own601(3);
+inline constexpr ToBgrForm kToBgrOwn601C4Form = Own601(4);
+
+// A kernel's numbers by its index. (Each form is a whole object, so that it can stand as a
+// template argument.)
+template <int kKernel>
+constexpr const ToBgrForm& ToBgrFormOf() {
+  if constexpr (kKernel == kToBgrMy601C4) return kToBgrMy601C4Form;
+  if constexpr (kKernel == kToBgrMy709C3) return kToBgrMy709C3Form;
+  if constexpr (kKernel == kToBgrMy709C4) return kToBgrMy709C4Form;
+  if constexpr (kKernel == kToBgrOwn601C3) return kToBgrOwn601C3Form;
+  return kToBgrOwn601C4Form;
+}
 
 namespace tobgr {
 

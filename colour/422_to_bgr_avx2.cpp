@@ -8,7 +8,7 @@ namespace {
 
 template <int kKernel>
 void VectorPart256(const uint8_t* s, uint8_t* d, int32_t pixels, uint8_t alpha) {
-  constexpr const ToBgrForm& F = kToBgrForms[kKernel];
+  constexpr const ToBgrForm& F = ToBgrFormOf<kKernel>();
   const __m256i a = _mm256_set1_epi16(alpha);
   int32_t x = 0;
   for (; x + 16 <= pixels; x += 16) {

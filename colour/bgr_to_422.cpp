@@ -11,7 +11,7 @@ namespace {
 
 template <int kKernel>
 Status To422(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roi) {
-  constexpr const To422Form& F = kTo422Forms[kKernel];
+  constexpr const To422Form& F = To422FormOf<kKernel>();
   // Cb-first kernels take a lone pixel; Y-first ones need a pair.
   constexpr int32_t kLeastWidth = F.yFirst ? 2 : 1;
   if (pSrc == nullptr || pDst == nullptr) return StatusNullPointer;

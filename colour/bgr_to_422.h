@@ -130,52 +130,62 @@ constexpr To422Form My709(int channels) {
           .lCAdd = 8224};
 }
 
-inline constexpr To422Form kTo422Forms[] = {
-    // 601 into CbYCr, four-byte pixels: Cr rounds two below Cb, and the last pixel of an odd row
-    // exchanges red and blue.
-    {.channels = 4,
-     .yFirst = false,
-     .clamp = false,
-     .splitBy32 = false,
-     .yB = 6423,
-     .yG = 33030,
-     .yR = 16843,
-     .yAdd = 0x108000,
-     .cbB = 28770,
-     .cbG = -19071,
-     .cbR = -9699,
-     .cbAdd = 0x1010000,
-     .crB = -4653,
-     .crG = -24117,
-     .crR = 28770,
-     .crAdd = 0x100FFFE,
-     .tY0 = 16843,
-     .tY1 = 33030,
-     .tY2 = 6423,
-     .tYAdd = 0x108000,
-     .tC0 = -9699,
-     .tC1 = -19071,
-     .tC2 = 28770,
-     .tCAdd = 0x808000,
-     .yAt = 1,
-     .lR = 8422,
-     .lG = 16515,
-     .lB = 3212,
-     .lAdd = 2112,
-     .signedChroma = true,
-     .scale = 6,
-     .shift = 7,
-     .lCbB = 28770,
-     .lCbG = -19071,
-     .lCbR = -9699,
-     .lCrB = -4653,
-     .lCrG = -24117,
-     .lCrR = 28770,
-     .lCAdd = 16448},
-    My709(4),
-    My709(3),
-    Own601(4),
-    Own601(3)};
+// 601 into CbYCr, four-byte pixels: Cr rounds two below Cb, and the last pixel of an odd row
+// exchanges red and blue.
+inline constexpr To422Form kTo422My601Form = {.channels = 4,
+                                              .yFirst = false,
+                                              .clamp = false,
+                                              .splitBy32 = false,
+                                              .yB = 6423,
+                                              .yG = 33030,
+                                              .yR = 16843,
+                                              .yAdd = 0x108000,
+                                              .cbB = 28770,
+                                              .cbG = -19071,
+                                              .cbR = -9699,
+                                              .cbAdd = 0x1010000,
+                                              .crB = -4653,
+                                              .crG = -24117,
+                                              .crR = 28770,
+                                              .crAdd = 0x100FFFE,
+                                              .tY0 = 16843,
+                                              .tY1 = 33030,
+                                              .tY2 = 6423,
+                                              .tYAdd = 0x108000,
+                                              .tC0 = -9699,
+                                              .tC1 = -19071,
+                                              .tC2 = 28770,
+                                              .tCAdd = 0x808000,
+                                              .yAt = 1,
+                                              .lR = 8422,
+                                              .lG = 16515,
+                                              .lB = 3212,
+                                              .lAdd = 2112,
+                                              .signedChroma = true,
+                                              .scale = 6,
+                                              .shift = 7,
+                                              .lCbB = 28770,
+                                              .lCbG = -19071,
+                                              .lCbR = -9699,
+                                              .lCrB = -4653,
+                                              .lCrG = -24117,
+                                              .lCrR = 28770,
+                                              .lCAdd = 16448};
+inline constexpr To422Form kTo422My709AC4Form = My709(4);
+inline constexpr To422Form kTo422My709C3Form = My709(3);
+inline constexpr To422Form kTo422Own601AC4Form = Own601(4);
+inline constexpr To422Form kTo422Own601C3Form = Own601(3);
+
+// A kernel's numbers by its index. (Each form is a whole object, so that it can stand as a
+// template argument.)
+template <int kKernel>
+constexpr const To422Form& To422FormOf() {
+  if constexpr (kKernel == kTo422My601) return kTo422My601Form;
+  if constexpr (kKernel == kTo422My709AC4) return kTo422My709AC4Form;
+  if constexpr (kKernel == kTo422My709C3) return kTo422My709C3Form;
+  if constexpr (kKernel == kTo422Own601AC4) return kTo422Own601AC4Form;
+  return kTo422Own601C3Form;
+}
 
 namespace to422 {
 

@@ -26,7 +26,7 @@ void Load16(const uint8_t* s, __m256i& B8, __m256i& G8, __m256i& R8) {
 
 template <int kKernel>
 void VectorPart256(const uint8_t* s, uint8_t* d, int32_t pixels) {
-  constexpr const To422Form& F = kTo422Forms[kKernel];
+  constexpr const To422Form& F = To422FormOf<kKernel>();
   int32_t x = 0;
   for (; x + 16 <= pixels; x += 16) {
     __m256i B, G, R;
