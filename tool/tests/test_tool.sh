@@ -5,6 +5,7 @@
 set -uo pipefail
 nyx=$(realpath "$1")
 here=$(cd "$(dirname "$0")" && pwd)
+root=$(realpath "${2:-$here/../..}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -71,6 +72,30 @@ same rgba.png r2.png "RGBA mirror twice"
 "$nyx" swap $src -o pic.jpg && "$nyx" swap pic.jpg -o pic2.jpg && [ -s pic2.jpg ] ||
   fail "JPEG swap"
 expect 0 "ms per call" -- "$nyx" --time swap $src -o t.png
+
+# ---- info, help, picture kinds, the progress bar ----
+"$nyx" info >info.txt || fail "info exited $?"
+for line in "^processor " "^features .* sse2" "^row  *[0-3] " "^width  *\(128\|256\|512\) bits" "^primitives  *[0-9]*: SwapChannels_8u_C3R"; do
+  grep -q "$line" info.txt || fail "info lacks '$line': $(cat info.txt)"
+done
+"$nyx" --row generic info | grep -q "^row forced  0 generic" || fail "info does not show the forced row"
+"$nyx" --help | grep -q "Exit codes" || fail "--help exited $? or lacks the exit codes"
+# Grey with alpha reads as RGBA; a mirror twice gives the same picture back.
+png ga.png 11 6 2 8
+"$nyx" mirror ga.png --axis both -o ga1.png && "$nyx" mirror ga1.png --axis both -o ga2.png &&
+  "$nyx" swap ga.png --order 0,1,2 -o ga0.png || fail "grey+alpha exited $?"
+same ga0.png ga2.png "grey with alpha, mirrored twice"
+python3 -c "import sys; d=open('ga0.png','rb').read(); sys.exit(d[25] != 6)" || fail "grey+alpha not read as RGBA"
+# A terminal on stderr gets a progress bar, a pipe does not.
+mkdir -p bar
+for i in 1 2 3; do png "bar/b$i.png" 8 8 3 8; done
+if command -v script >/dev/null; then
+  script -qec "'$nyx' mirror bar -d bar_out" /dev/null >bar.txt 2>&1
+  grep -q '\[#*\.*\] 3/3' bar.txt || fail "no progress bar on a terminal: $(cat bar.txt)"
+fi
+"$nyx" mirror bar -d bar_out2 2>bar.txt
+grep -q '\] 3/3' bar.txt && fail "progress bar on a pipe"
+grep -q "^nyx: 3 of 3 files done, 0 failed" bar.txt || fail "batch summary: $(cat bar.txt)"
 
 # ---- errors: one line, the named status or cause, the exit code, no output left ----
 png grey.png 9 5 1 8
@@ -203,11 +228,11 @@ if has demosaic; then
 fi
 
 # ---- every status of the header has its name in the tool ----
-if [ $# -ge 2 ]; then
-  for name in $(grep -o '^  Status[A-Za-z]*' "$2/include/nyx.h"); do
-    grep -q "\"$name\"" "$2/tool/common.cpp" || fail "no name for $name"
-  done
-fi
+names=$(grep -o '^  Status[A-Za-z]*' "$root/include/nyx.h")
+[ -n "$names" ] || fail "no statuses found in $root/include/nyx.h"
+for name in $names; do
+  grep -q "\"$name\"" "$root/tool/common.cpp" || fail "no name for $name"
+done
 
 [ "$failures" -eq 0 ] && echo "all tool tests passed"
 exit $((failures > 0))
