@@ -5,6 +5,7 @@
 // kernels of the SIMD rows store past the cache for large pictures.
 #include <cstddef>
 
+#include "colour/repack.h"
 #include "frame/level.h"
 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
@@ -92,6 +93,13 @@ template <class O>
 void SplitRowPair(const SplitRows& r, int32_t pairs) {
   constexpr bool kYOdd = O::kY0 == 1;
   int32_t i = 0;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  // The 256-bit form takes 64 pixels a step; the 32-pixel steps and pairs finish the row.
+  if ((ownWideForms() & kWideAvx2) != 0) {
+    const auto wide = kYOdd ? avx2::ownSplitRowPair_CbYCr : avx2::ownSplitRowPair_YCbCr;
+    i = wide(r.packed[0], r.packed[1], r.y[0], r.y[1], r.cr, r.cb, pairs);
+  }
+#endif
   for (; i + 16 <= pairs; i += 16) {
     const uint8_t* top = r.packed[0] + 4 * i;
     SplitY32<O>(top, r.y[0] + 2 * i);
