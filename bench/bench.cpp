@@ -40,13 +40,16 @@
 namespace {
 
 // The buffers of one measurement: a packed source and destination of the entry's layouts.
-// In-place entries work on dst.
+// In-place entries work on dst. A 4:2:0 side is three planes (Y, Cr, Cb) one after the other in
+// its buffer, src or dst pointing at the Y plane.
 struct Frame {
   uint8_t* src;
   int32_t srcStep;
   uint8_t* dst;
   int32_t dstStep;
   ImageSize roi;
+  uint8_t* planes[3];
+  int32_t planeSteps[3];
   ImageSize srcRoi, dstRoi;  // the two images of a scaler entry; both roi for the others
   uint8_t* scratch;          // the caller's work area of a scaler entry
 #if NYX_BENCH_OPENCV
@@ -72,7 +75,10 @@ struct Entry {
   // it), and no one is held to the generic bytes: rows and peers round in their own ways.
   int srcThirds = 0, dstThirds = 0;
   bool ownBytes = false;
+  int planar = 0;  // kPlanarSource or kPlanarDestination: that side is 4:2:0 in three planes
 };
+
+constexpr int kPlanarSource = 1, kPlanarDestination = 2;
 
 #if NYX_BENCH_OPENCV
 #define OPENCV(...) [](Frame& f) { __VA_ARGS__; }
@@ -93,6 +99,21 @@ struct Entry {
 #if NYX_BENCH_LIBYUV
 // Byte k of each destination pixel comes from source byte kShuffle210[k]: (2, 1, 0), alpha kept.
 const uint8_t kShuffle210[16] = {2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15};
+#endif
+
+#if NYX_BENCH_OPENCV && NYX_HAS_GammaFwd_8u_C3R
+// The forward gamma table as nyx's generic row gives it, for cv::LUT.
+const cv::Mat& GammaFwdTable() {
+  static const cv::Mat table = [] {
+    cv::Mat lut(1, 256, CV_8UC1);
+    uint8_t ramp[256 * 3];
+    for (int i = 0; i < 256 * 3; ++i) ramp[i] = static_cast<uint8_t>(i / 3);
+    nyxiGammaFwd_8u_C3R(ramp, sizeof ramp, ramp, sizeof ramp, {256, 1});
+    for (int i = 0; i < 256; ++i) lut.at<uint8_t>(0, i) = ramp[3 * i];
+    return lut;
+  }();
+  return table;
+}
 #endif
 
 const Entry kEntries[] = {
@@ -246,6 +267,45 @@ const Entry kEntries[] = {
 #undef RESIZE
 #undef CV_RESIZE
 #undef YUV_SCALE
+#endif
+#if NYX_HAS_CbYCr422ToYCrCb420_8u_C2P3R
+    // libyuv averages the chroma of both rows of a pair; nyx keeps the top row's.
+    {"CbYCr422ToYCrCb420_8u_C2P3R", 2, 1, 1, false, false,
+     NYX(CbYCr422ToYCrCb420_8u_C2P3R(f.src, f.srcStep, f.planes, f.planeSteps, f.roi)), nullptr,
+     LIBYUV(libyuv::UYVYToI420(f.src, f.srcStep, f.planes[0], f.planeSteps[0], f.planes[2],
+                               f.planeSteps[2], f.planes[1], f.planeSteps[1], W, H)),
+     0, 0, false, kPlanarDestination},
+#endif
+#if NYX_HAS_YCbCr422ToYCrCb420_8u_C2P3R
+    {"YCbCr422ToYCrCb420_8u_C2P3R", 2, 1, 1, false, false,
+     NYX(YCbCr422ToYCrCb420_8u_C2P3R(f.src, f.srcStep, f.planes, f.planeSteps, f.roi)), nullptr,
+     LIBYUV(libyuv::YUY2ToI420(f.src, f.srcStep, f.planes[0], f.planeSteps[0], f.planes[2],
+                               f.planeSteps[2], f.planes[1], f.planeSteps[1], W, H)),
+     0, 0, false, kPlanarDestination},
+#endif
+#if NYX_HAS_YCrCb420ToCbYCr422_8u_P3C2R
+    {"YCrCb420ToCbYCr422_8u_P3C2R", 1, 2, 1, false, false,
+     NYX(YCrCb420ToCbYCr422_8u_P3C2R(f.planes, f.planeSteps, f.dst, f.dstStep, f.roi)), nullptr,
+     LIBYUV(libyuv::I420ToUYVY(f.planes[0], f.planeSteps[0], f.planes[2], f.planeSteps[2],
+                               f.planes[1], f.planeSteps[1], f.dst, f.dstStep, W, H)),
+     0, 0, false, kPlanarSource},
+#endif
+#if NYX_HAS_YCrCb420ToYCbCr422_8u_P3C2R
+    {"YCrCb420ToYCbCr422_8u_P3C2R", 1, 2, 1, false, false,
+     NYX(YCrCb420ToYCbCr422_8u_P3C2R(f.planes, f.planeSteps, f.dst, f.dstStep, f.roi)), nullptr,
+     LIBYUV(libyuv::I420ToYUY2(f.planes[0], f.planeSteps[0], f.planes[2], f.planeSteps[2],
+                               f.planes[1], f.planeSteps[1], f.dst, f.dstStep, W, H)),
+     0, 0, false, kPlanarSource},
+#endif
+#if NYX_HAS_GammaFwd_8u_C3R
+    {"GammaFwd_8u_C3R", 3, 3, 1, false, false,
+     NYX(GammaFwd_8u_C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)),
+     OPENCV(cv::LUT(f.srcMat, GammaFwdTable(), f.dstMat)), nullptr},
+#endif
+#if NYX_HAS_GammaFwd_8u_AC4IR
+    // cv::LUT has no form that keeps alpha: it writes the fourth byte through the table too.
+    {"GammaFwd_8u_AC4IR", 4, 4, 1, true, false, NYX(GammaFwd_8u_AC4IR(f.dst, f.dstStep, f.roi)),
+     nullptr, nullptr},
 #endif
     {nullptr, 0, 0, 0, false, false, nullptr, nullptr, nullptr},  // keeps the table non-empty
 };
@@ -414,7 +474,20 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   f.scratch = scratch.data;
   f.srcStep = f.srcRoi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
   f.dstStep = f.dstRoi.width * e.dstBytes;
-  const size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.dstRoi.height);
+  size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.dstRoi.height);
+  // Bytes read and written per pixel, twice over: a 4:2:0 side has one and a half.
+  int srcTwice = 2 * e.srcBytes, dstTwice = 2 * e.dstBytes;
+  if (e.planar != 0) {
+    uint8_t* y = e.planar == kPlanarSource ? f.src : f.dst;
+    const size_t pixels = static_cast<size_t>(f.roi.width) * static_cast<size_t>(f.roi.height);
+    f.planes[0] = y;
+    f.planes[1] = y + pixels;
+    f.planes[2] = y + pixels + pixels / 4;
+    f.planeSteps[0] = f.roi.width;
+    f.planeSteps[1] = f.planeSteps[2] = f.roi.width / 2;
+    (e.planar == kPlanarSource ? srcTwice : dstTwice) = 3;
+    if (e.planar == kPlanarDestination) dstBytes = pixels + pixels / 2;
+  }
 #if NYX_BENCH_OPENCV
   f.srcMat = cv::Mat(f.srcRoi.height, f.srcRoi.width, CV_8UC(e.inPlace ? e.dstBytes : e.srcBytes),
                      f.src, static_cast<size_t>(f.srcStep));
@@ -463,9 +536,9 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   const auto pixels = [](ImageSize s) {
     return static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
   };
-  const size_t boundBytes = (pixels(f.srcRoi) * static_cast<size_t>(e.srcBytes) +
-                             pixels(f.dstRoi) * static_cast<size_t>(e.dstBytes)) /
-                            2;
+  const size_t boundBytes = (pixels(f.srcRoi) * static_cast<size_t>(srcTwice) +
+                             pixels(f.dstRoi) * static_cast<size_t>(dstTwice)) /
+                            4;
   // In place the bound moves the bytes within one buffer, so that it has the same working set.
   void* (*const copy)(void*, const void*, size_t) = e.inPlace ? std::memmove : std::memcpy;
   const uint8_t* const from = e.inPlace ? boundDst.data + 64 : boundSrc.data;

@@ -85,6 +85,42 @@
   X(YCbCr422ToBGR_8u_C2C4R,                                                                   \
     (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
      uint8_t aval),                                                                           \
-    (pSrc, srcStep, pDst, dstStep, roiSize, aval))
+    (pSrc, srcStep, pDst, dstStep, roiSize, aval))                                            \
+  X(CbYCr422ToYCrCb420_8u_C2P3R,                                                              \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* const pDst[3], const int32_t dstStep[3],  \
+     ImageSize roi),                                                                          \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(YCbCr422ToYCrCb420_8u_C2P3R,                                                              \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* const pDst[3], const int32_t dstStep[3],  \
+     ImageSize roi),                                                                          \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(YCrCb420ToCbYCr422_8u_P3C2R,                                                              \
+    (const uint8_t* const pSrc[3], const int32_t srcStep[3], uint8_t* pDst, int32_t dstStep,  \
+     ImageSize roi),                                                                          \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(YCrCb420ToYCbCr422_8u_P3C2R,                                                              \
+    (const uint8_t* const pSrc[3], const int32_t srcStep[3], uint8_t* pDst, int32_t dstStep,  \
+     ImageSize roi),                                                                          \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(GammaFwd_8u_C3R,                                                                          \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roi),    \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(GammaFwd_8u_AC4R,                                                                         \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roi),    \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(GammaInv_8u_C3R,                                                                          \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roi),    \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(GammaInv_8u_AC4R,                                                                         \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roi),    \
+    (pSrc, srcStep, pDst, dstStep, roi))                                                      \
+  X(GammaFwd_8u_C3IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roi),                 \
+    (pSrcDst, srcDstStep, roi))                                                               \
+  X(GammaFwd_8u_AC4IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roi),                \
+    (pSrcDst, srcDstStep, roi))                                                               \
+  X(GammaInv_8u_C3IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roi),                 \
+    (pSrcDst, srcDstStep, roi))                                                               \
+  X(GammaInv_8u_AC4IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roi),                \
+    (pSrcDst, srcDstStep, roi))
 
 #endif /* NYX_FUNCTIONS_H */

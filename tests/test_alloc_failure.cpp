@@ -42,18 +42,15 @@ TEST(AllocFailure, NonAllocatingPrimitivesNeverAllocate) {
     for (const Extra& extra : call.extras) {
       // Large enough for the streaming decisions that look at the cache size.
       const ImageSize size{600, 300};
-      const ImageSize srcSize = SourceSize(call, extra, size);
+      Args args{nullptr, 0, nullptr, 0, size, extra, SourceSize(call, extra, size)};
       const int32_t lead = SourceLead(extra);
-      std::vector<uint8_t> src(
-          lead + static_cast<size_t>(srcSize.width) * srcSize.height * call.srcBytes, 7);
-      std::vector<uint8_t> dst(static_cast<size_t>(size.width) * size.height * call.dstBytes);
-      Args args{src.data() + lead,
-                srcSize.width * call.srcBytes,
-                dst.data(),
-                size.width * call.dstBytes,
-                size,
-                extra,
-                srcSize};
+      std::vector<std::vector<uint8_t>> images;
+      for (const ImageSpec& spec : ImagesOf(call, args)) {
+        const int32_t step = spec.size.width * spec.pixelBytes;
+        const int32_t before = spec.slot == Slot::kSrc ? lead : 0;
+        images.emplace_back(before + static_cast<size_t>(step) * spec.size.height, 7);
+        Place(args, spec.slot, images.back().data() + before, step);
+      }
       std::vector<uint8_t> scratch = ScratchFor(call, args);
       args.scratch = scratch.empty() ? nullptr : scratch.data();
       FailingMalloc failing(1);

@@ -42,14 +42,15 @@ TEST(Threads, FirstProcessorQueriesAgree) {
   EXPECT_EQ(answers[0].cacheSize, answers[1].cacheSize);
 }
 
-// One call of the workload: a shared source (after the bytes a negative order entry reaches),
-// and per thread a destination that starts from the same bytes each time.
+// One call of the workload: shared sources (after the bytes a negative order entry reaches),
+// and per thread destinations that start from the same bytes each time.
 struct Job {
   const Call* call;
-  Extra extra;
-  ImageSize size, srcSize;
-  int32_t srcStep, dstStep;
-  std::vector<uint8_t> src, initial, expected;
+  Args args;  // size, extra and the whole source; pointers are placed at each run
+  std::vector<ImageSpec> specs;
+  std::vector<int32_t> steps;
+  std::vector<std::vector<uint8_t>> initial;  // every image, sources included
+  std::vector<std::vector<uint8_t>> expected;
 };
 
 std::vector<Job> Jobs() {
@@ -61,20 +62,18 @@ std::vector<Job> Jobs() {
       if (extra.rowsDiffer) continue;
       // A region past the SIMD main loops, and one big enough for the streaming decisions.
       for (const ImageSize size : {ImageSize{45, 7}, ImageSize{520, 260}}) {
-        const ImageSize srcSize = SourceSize(call, extra, size);
-        Job job{&call,
-                extra,
-                size,
-                srcSize,
-                srcSize.width * call.srcBytes + 5,
-                size.width * call.dstBytes + 3,
-                {},
-                {},
-                {}};
-        job.src.resize(SourceLead(extra) + static_cast<size_t>(job.srcStep) * srcSize.height);
-        job.initial.resize(static_cast<size_t>(job.dstStep) * size.height);
-        for (uint8_t& b : job.src) b = static_cast<uint8_t>(rng());
-        for (uint8_t& b : job.initial) b = static_cast<uint8_t>(rng());
+        Job job{&call, {nullptr, 0, nullptr, 0, size, extra, SourceSize(call, extra, size)},
+                {},    {},
+                {},    {}};
+        job.specs = ImagesOf(call, job.args);
+        for (const ImageSpec& spec : job.specs) {
+          const int32_t step = spec.size.width * spec.pixelBytes + (spec.written ? 3 : 5);
+          const int32_t lead = spec.slot == Slot::kSrc ? SourceLead(extra) : 0;
+          std::vector<uint8_t> bytes(lead + static_cast<size_t>(step) * spec.size.height);
+          for (uint8_t& b : bytes) b = static_cast<uint8_t>(rng());
+          job.steps.push_back(step);
+          job.initial.push_back(std::move(bytes));
+        }
         jobs.push_back(std::move(job));
       }
     }
@@ -82,16 +81,23 @@ std::vector<Job> Jobs() {
   return jobs;
 }
 
-// Each call has a scratch area of its own, where it takes one.
-Status RunJob(const Job& job, std::vector<uint8_t>& dst) {
-  dst = job.initial;
-  Args args{job.src.data() + SourceLead(job.extra),
-            job.srcStep,
-            dst.data(),
-            job.dstStep,
-            job.size,
-            job.extra,
-            job.srcSize};
+// Each call has a scratch area of its own, where it takes one; `out` receives the written images.
+Status RunJob(const Job& job, std::vector<std::vector<uint8_t>>& out) {
+  Args args = job.args;
+  out.clear();
+  out.reserve(job.specs.size());
+  for (size_t i = 0; i < job.specs.size(); ++i) {
+    const ImageSpec& spec = job.specs[i];
+    uint8_t* origin;
+    if (spec.written) {
+      out.push_back(job.initial[i]);
+      origin = out.back().data();
+    } else {
+      origin = const_cast<uint8_t*>(job.initial[i].data());  // read only
+    }
+    Place(args, spec.slot, origin + (spec.slot == Slot::kSrc ? SourceLead(args.extra) : 0),
+          job.steps[i]);
+  }
   std::vector<uint8_t> scratch = ScratchFor(*job.call, args);
   args.scratch = scratch.empty() ? nullptr : scratch.data();
   return job.call->run(args);
@@ -105,7 +111,7 @@ TEST(Threads, ConcurrentCallsWhileTheIndexChanges) {
   std::atomic<int> working{2};
   std::atomic<long> mismatches[2] = {0, 0};
   auto work = [&](int id) {
-    std::vector<uint8_t> dst;
+    std::vector<std::vector<uint8_t>> dst;
     for (int round = 0; round < kRounds; ++round) {
       for (size_t j = 0; j < jobs.size(); ++j) {
         if (RunJob(jobs[j], dst) != StatusOk || dst != jobs[j].expected)

@@ -299,6 +299,66 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
         NYX_RUN(BufSizeInto(a, ResizeGetBufSize)), ExpectBufSize, ResizeSource        \
   }
 
+// 4:2:0 repacking: null planes (in order), the packed pointer, then a size below 2 by 2.
+[[maybe_unused]] Status ExpectRepack(const Args& a) {
+  const uint8_t* packed = a.src != nullptr ? a.src : a.dst;
+  if (a.planes[0] == nullptr || a.planes[1] == nullptr || a.planes[2] == nullptr ||
+      packed == nullptr) {
+    return StatusNullPointer;
+  }
+  if (a.size.width < 2 || a.size.height < 2) return StatusBadSize;
+  return StatusOk;
+}
+
+[[maybe_unused]] const std::vector<Extra> kRepack = {Moded("planes", 0, 2, 2)};
+
+#define NYX_REPACK_TO_PLANES(name)                                                                \
+  Call {                                                                                          \
+#name, 2, 1, false, kRepack, NYX_RUN(name(a.src, a.srcStep, a.planes, a.planeSteps, a.size)), \
+        ExpectRepack, nullptr, nullptr, Planar::kDestination                                      \
+  }
+#define NYX_REPACK_FROM_PLANES(name)                                                               \
+  Call {                                                                                           \
+#name, 1, 2, false, kRepack,                                                                   \
+        NYX_RUN(name(const_cast <const uint8_t* const*>(a.planes), a.planeSteps, a.dst, a.dstStep, \
+                     a.size)),                                                                     \
+        ExpectRepack, nullptr, nullptr, Planar::kSource                                            \
+  }
+#define NYX_CALL_CbYCr422ToYCrCb420_8u_C2P3R NYX_REPACK_TO_PLANES(CbYCr422ToYCrCb420_8u_C2P3R)
+#define NYX_CALL_YCbCr422ToYCrCb420_8u_C2P3R NYX_REPACK_TO_PLANES(YCbCr422ToYCrCb420_8u_C2P3R)
+#define NYX_CALL_YCrCb420ToCbYCr422_8u_P3C2R NYX_REPACK_FROM_PLANES(YCrCb420ToCbYCr422_8u_P3C2R)
+#define NYX_CALL_YCrCb420ToYCbCr422_8u_P3C2R NYX_REPACK_FROM_PLANES(YCrCb420ToYCbCr422_8u_P3C2R)
+
+// Gamma: pointers, size, then steps below 1.
+template <bool kInPlace>
+[[maybe_unused]] Status ExpectGamma(const Args& a) {
+  if ((!kInPlace && a.src == nullptr) || a.dst == nullptr) return StatusNullPointer;
+  if (a.size.width < 1 || a.size.height < 1) return StatusBadSize;
+  if ((!kInPlace && a.srcStep < 1) || a.dstStep < 1) return StatusBadStep;
+  return StatusOk;
+}
+[[maybe_unused]] const std::vector<Extra> kGammaC3 = {Ordered("table", 0, 1, 2)};
+[[maybe_unused]] const std::vector<Extra> kGammaAC4 = {Ordered("table", 0, 1, 2, 0, 0x8)};
+
+#define NYX_GAMMA(name, bytes, extras)                                                             \
+  Call {                                                                                           \
+#name, bytes, bytes, false, extras, NYX_RUN(name(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectGamma < false>                                                                       \
+  }
+#define NYX_GAMMA_IN_PLACE(name, bytes, extras)                                 \
+  Call {                                                                        \
+#name, bytes, bytes, true, extras, NYX_RUN(name(a.dst, a.dstStep, a.size)), \
+        ExpectGamma < true>                                                     \
+  }
+#define NYX_CALL_GammaFwd_8u_C3R NYX_GAMMA(GammaFwd_8u_C3R, 3, kGammaC3)
+#define NYX_CALL_GammaInv_8u_C3R NYX_GAMMA(GammaInv_8u_C3R, 3, kGammaC3)
+#define NYX_CALL_GammaFwd_8u_AC4R NYX_GAMMA(GammaFwd_8u_AC4R, 4, kGammaAC4)
+#define NYX_CALL_GammaInv_8u_AC4R NYX_GAMMA(GammaInv_8u_AC4R, 4, kGammaAC4)
+#define NYX_CALL_GammaFwd_8u_C3IR NYX_GAMMA_IN_PLACE(GammaFwd_8u_C3IR, 3, kGammaC3)
+#define NYX_CALL_GammaInv_8u_C3IR NYX_GAMMA_IN_PLACE(GammaInv_8u_C3IR, 3, kGammaC3)
+#define NYX_CALL_GammaFwd_8u_AC4IR NYX_GAMMA_IN_PLACE(GammaFwd_8u_AC4IR, 4, kGammaAC4)
+#define NYX_CALL_GammaInv_8u_AC4IR NYX_GAMMA_IN_PLACE(GammaInv_8u_AC4IR, 4, kGammaAC4)
+
 // A primitive on the list without an entry above fails here, by design.
 #define NYX_CALL_ENTRY(name, params, args) NYX_CALL_##name,
 
@@ -316,6 +376,42 @@ ImageSize SourceSize(const Call& call, const Extra& extra, ImageSize size) {
 std::vector<uint8_t> ScratchFor(const Call& call, const Args& args) {
   if (call.scratchBytes == nullptr) return {};
   return std::vector<uint8_t>(static_cast<size_t>(std::max(1, call.scratchBytes(args))), 0xA5);
+}
+
+std::vector<ImageSpec> ImagesOf(const Call& call, const Args& args) {
+  if (call.planar == Planar::kNone) {
+    std::vector<ImageSpec> images;
+    if (!call.inPlace) images.push_back({Slot::kSrc, call.srcBytes, args.srcSize, false, 0});
+    images.push_back({Slot::kDst, call.dstBytes, args.size, true, args.extra.keep});
+    return images;
+  }
+  const ImageSize even{args.size.width & ~1, args.size.height & ~1};
+  const ImageSize half{even.width / 2, even.height / 2};
+  const bool toPlanes = call.planar == Planar::kDestination;
+  const ImageSpec packed{toPlanes ? Slot::kSrc : Slot::kDst, 2, even, !toPlanes, 0};
+  std::vector<ImageSpec> images = {{Slot::kPlane0, 1, even, toPlanes, 0},
+                                   {Slot::kPlane1, 1, half, toPlanes, 0},
+                                   {Slot::kPlane2, 1, half, toPlanes, 0}};
+  images.insert(toPlanes ? images.begin() : images.end(), packed);
+  return images;
+}
+
+void Place(Args& args, Slot slot, uint8_t* origin, int32_t step) {
+  switch (slot) {
+    case Slot::kSrc:
+      args.src = origin;
+      args.srcStep = step;
+      break;
+    case Slot::kDst:
+      args.dst = origin;
+      args.dstStep = step;
+      break;
+    default: {
+      const int k = static_cast<int>(slot) - static_cast<int>(Slot::kPlane0);
+      args.planes[k] = origin;
+      args.planeSteps[k] = step;
+    }
+  }
 }
 
 int32_t SourceLead(const Extra& extra) {

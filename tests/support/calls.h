@@ -32,7 +32,8 @@ struct Extra {
   bool rowsDiffer = false;
 };
 
-// The arguments of one call. In-place forms take dst and dstStep as their one image.
+// The arguments of one call. In-place forms take dst and dstStep as their one image; the planar
+// side of a 4:2:0 call takes planes and planeSteps (order Y, Cr, Cb) instead of src or dst.
 struct Args {
   const uint8_t* src;
   int32_t srcStep;
@@ -42,7 +43,12 @@ struct Args {
   Extra extra;
   ImageSize srcSize{};         // the whole source image: SourceSize(); `size` but for the scaler
   uint8_t* scratch = nullptr;  // the caller's work area, for a call that takes one
+  uint8_t* planes[3] = {};
+  int32_t planeSteps[3] = {};
 };
+
+// Which side of a call is a 4:2:0 picture in three planes.
+enum class Planar { kNone, kSource, kDestination };
 
 struct Call {
   const char* name;
@@ -58,7 +64,27 @@ struct Call {
   // call needs. Null for the others, whose source is as large as the region.
   ImageSize (*sourceSize)(const Extra&, ImageSize) = nullptr;
   int32_t (*scratchBytes)(const Args&) = nullptr;
+  Planar planar = Planar::kNone;
 };
+
+// Where an image goes in the arguments: the source, the destination, or plane k of a planar side.
+enum class Slot { kSrc, kDst, kPlane0, kPlane1, kPlane2 };
+
+// One image a call reaches, as a harness allocates it: the region the call may touch.
+struct ImageSpec {
+  Slot slot;
+  int pixelBytes;
+  ImageSize size;
+  bool written;  // the call writes it (else it may only read it)
+  uint8_t keep;  // bit k set: byte k of every pixel must stay as it was
+};
+
+// The images of a call with these arguments (size, srcSize, extra), sources first. A 4:2:0 call
+// touches its region taken down to even width and height, with chroma planes half of that.
+std::vector<ImageSpec> ImagesOf(const Call& call, const Args& args);
+
+// Puts an image's first pixel and step into the arguments.
+void Place(Args& args, Slot slot, uint8_t* origin, int32_t step);
 
 // Every exported primitive, in the order of the list.
 const std::vector<Call>& Calls();
