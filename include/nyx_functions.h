@@ -10,38 +10,60 @@
 #ifndef NYX_FUNCTIONS_H
 #define NYX_FUNCTIONS_H
 
-#define NYX_FUNCTIONS(X)                                                                      \
-  X(SwapChannels_8u_C3R,                                                                      \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     const int32_t* dstOrder),                                                                \
-    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder))                                        \
-  X(SwapChannels_8u_AC4R,                                                                     \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     const int32_t* dstOrder),                                                                \
-    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder))                                        \
-  X(SwapChannels_8u_C4C3R,                                                                    \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     const int32_t* dstOrder),                                                                \
-    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder))                                        \
-  X(SwapChannels_8u_C3C4R,                                                                    \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     const int32_t* dstOrder, uint8_t val),                                                   \
-    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder, val))                                   \
-  X(Mirror_8u_C3R,                                                                            \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     int32_t flip),                                                                           \
-    (pSrc, srcStep, pDst, dstStep, roiSize, flip))                                            \
-  X(Mirror_8u_C4R,                                                                            \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     int32_t flip),                                                                           \
-    (pSrc, srcStep, pDst, dstStep, roiSize, flip))                                            \
-  X(Mirror_8u_C3IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roiSize, int32_t flip), \
-    (pSrcDst, srcDstStep, roiSize, flip))                                                     \
-  X(Mirror_8u_C4IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roiSize, int32_t flip), \
-    (pSrcDst, srcDstStep, roiSize, flip))                                                     \
-  X(CopyManaged_8u_C1R,                                                                       \
-    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
-     int32_t flags),                                                                          \
-    (pSrc, srcStep, pDst, dstStep, roiSize, flags))
+#define NYX_FUNCTIONS(X)                                                                       \
+  X(SwapChannels_8u_C3R,                                                                       \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     const int32_t* dstOrder),                                                                 \
+    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder))                                         \
+  X(SwapChannels_8u_AC4R,                                                                      \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     const int32_t* dstOrder),                                                                 \
+    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder))                                         \
+  X(SwapChannels_8u_C4C3R,                                                                     \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     const int32_t* dstOrder),                                                                 \
+    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder))                                         \
+  X(SwapChannels_8u_C3C4R,                                                                     \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     const int32_t* dstOrder, uint8_t val),                                                    \
+    (pSrc, srcStep, pDst, dstStep, roiSize, dstOrder, val))                                    \
+  X(Mirror_8u_C3R,                                                                             \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     int32_t flip),                                                                            \
+    (pSrc, srcStep, pDst, dstStep, roiSize, flip))                                             \
+  X(Mirror_8u_C4R,                                                                             \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     int32_t flip),                                                                            \
+    (pSrc, srcStep, pDst, dstStep, roiSize, flip))                                             \
+  X(Mirror_8u_C3IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roiSize, int32_t flip),  \
+    (pSrcDst, srcDstStep, roiSize, flip))                                                      \
+  X(Mirror_8u_C4IR, (uint8_t * pSrcDst, int32_t srcDstStep, ImageSize roiSize, int32_t flip),  \
+    (pSrcDst, srcDstStep, roiSize, flip))                                                      \
+  X(CopyManaged_8u_C1R,                                                                        \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,  \
+     int32_t flags),                                                                           \
+    (pSrc, srcStep, pDst, dstStep, roiSize, flags))                                            \
+  X(ResizeGetBufSize,                                                                          \
+    (ImageRect srcRoi, ImageRect dstRoi, int32_t nChannel, int32_t interpolation,              \
+     int32_t * pSize),                                                                         \
+    (srcRoi, dstRoi, nChannel, interpolation, pSize))                                          \
+  X(ResizeSqrPixel_8u_C3R,                                                                     \
+    (const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRect srcRoi, uint8_t* pDst, \
+     int32_t dstStep, ImageRect dstRoi, double xFactor, double yFactor, double xShift,         \
+     double yShift, int32_t interpolation, uint8_t* pBuffer),                                  \
+    (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoi, xFactor, yFactor, xShift, yShift,  \
+     interpolation, pBuffer))                                                                  \
+  X(ResizeSqrPixel_8u_C4R,                                                                     \
+    (const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRect srcRoi, uint8_t* pDst, \
+     int32_t dstStep, ImageRect dstRoi, double xFactor, double yFactor, double xShift,         \
+     double yShift, int32_t interpolation, uint8_t* pBuffer),                                  \
+    (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoi, xFactor, yFactor, xShift, yShift,  \
+     interpolation, pBuffer))                                                                  \
+  X(ResizeSqrPixel_8u_AC4R,                                                                    \
+    (const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRect srcRoi, uint8_t* pDst, \
+     int32_t dstStep, ImageRect dstRoi, double xFactor, double yFactor, double xShift,         \
+     double yShift, int32_t interpolation, uint8_t* pBuffer),                                  \
+    (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoi, xFactor, yFactor, xShift, yShift,  \
+     interpolation, pBuffer))
 
 #endif /* NYX_FUNCTIONS_H */

@@ -109,24 +109,6 @@ NYX_IN_EVERY_LEVEL(
                                ImageSize srcSize, int32_t dstWidth, int32_t dstHeight,
                                const int32_t* yIndex, const int32_t* xIndex, const float* xCoef,
                                const float* yCoef, int32_t top3, int32_t bottom3, int32_t left3,
-                               int32_t right3, int32_t stride, int32_t channels);
-    // The exported surface of the scaler (declared here while it is off the list).
-    Status nyxiResizeGetBufSize(ImageRect srcRoi, ImageRect dstRoi, int32_t nChannel,
-                                int32_t interpolation, int32_t* pSize);
-    Status nyxiResizeSqrPixel_8u_C3R(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep,
-                                     ImageRect srcRoi, uint8_t* pDst, int32_t dstStep,
-                                     ImageRect dstRoi, double xFactor, double yFactor,
-                                     double xShift, double yShift, int32_t interpolation,
-                                     uint8_t* pBuffer);
-    Status nyxiResizeSqrPixel_8u_C4R(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep,
-                                     ImageRect srcRoi, uint8_t* pDst, int32_t dstStep,
-                                     ImageRect dstRoi, double xFactor, double yFactor,
-                                     double xShift, double yShift, int32_t interpolation,
-                                     uint8_t* pBuffer);
-    Status nyxiResizeSqrPixel_8u_AC4R(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep,
-                                      ImageRect srcRoi, uint8_t* pDst, int32_t dstStep,
-                                      ImageRect dstRoi, double xFactor, double yFactor,
-                                      double xShift, double yShift, int32_t interpolation,
-                                      uint8_t* pBuffer);)
+                               int32_t right3, int32_t stride, int32_t channels);)
 
 #endif  // NYX_RESAMPLE_RESIZE_H
