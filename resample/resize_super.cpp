@@ -114,7 +114,7 @@ struct Sum<false> {
 // The x geometry and the source of one call.
 struct Plan {
   const uint8_t* src;  // the image's first pixel
-  int32_t srcStep, stride, dstStep;
+  int32_t srcStep, dstStep;
   int32_t width, height;  // whole source image
   int64_t fx, fy;         // source column and row of footprint position 0
   int64_t c0, used;       // accumulator: source columns c0 .. c0 + used - 1
@@ -123,7 +123,7 @@ struct Plan {
   int32_t dstWidth, dstHeight;
 };
 
-template <bool kExact, int kChannels>
+template <bool kExact, int kChannels, int kStride>
 class Decimator {
   using T = typename Sum<kExact>::Type;
 
@@ -160,34 +160,53 @@ class Decimator {
     if (t.hasTail) AddRow(v, t.tailShare, false);
   }
 
+  // Whole rows add float(sample) (or the sample), split rows float(sample * share). Samples
+  // are added one by one, so a vectorised loop gives the same sums.
   void AddRow(int64_t v, double share, bool whole) {
     const int64_t row = Clamp(p_.fy + v, 0, p_.height - 1);
     const uint8_t* s = p_.src + static_cast<ptrdiff_t>(row) * p_.srcStep +
-                       static_cast<ptrdiff_t>(p_.c0 + from_) * p_.stride;
+                       static_cast<ptrdiff_t>(p_.c0 + from_) * kStride;
     T* a = acc_;
-    for (int64_t x = from_; x < to_; ++x, s += p_.stride, a += kChannels) {
-      for (int c = 0; c < kChannels; ++c) {
-        a[c] = a[c] + (whole ? Sum<kExact>::Whole(s[c]) : Sum<kExact>::Part(s[c], share));
+    const int64_t n = to_ - from_;
+    if constexpr (kStride == kChannels) {
+      if (whole) {
+        for (int64_t e = 0; e < n * kChannels; ++e) a[e] = a[e] + Sum<kExact>::Whole(s[e]);
+      } else {
+        for (int64_t e = 0; e < n * kChannels; ++e) a[e] = a[e] + Sum<kExact>::Part(s[e], share);
+      }
+    } else {
+      for (int64_t x = 0; x < n; ++x, s += kStride, a += kChannels) {
+        for (int c = 0; c < kChannels; ++c) {
+          a[c] = a[c] + (whole ? Sum<kExact>::Whole(s[c]) : Sum<kExact>::Part(s[c], share));
+        }
       }
     }
   }
 
   void RowX(uint8_t* out) {
     Walk cols(p_.invX, p_.cx, kExact);
-    for (int32_t j = 0; j < p_.dstWidth; ++j, out += p_.stride) {
+    for (int32_t j = 0; j < p_.dstWidth; ++j, out += kStride) {
       const Terms t = cols.Next();
       T s[kChannels] = {};
       int64_t k = t.head;
+      const bool tail = t.hasTail && k + t.hasHead + t.whole < p_.replicated;
+      // Inside the image and the window the terms are consecutive entries.
+      const int64_t last = k + t.hasHead + t.whole + tail - 1;
+      const int64_t q0 = p_.fx + k - p_.c0, q1 = p_.fx + last - p_.c0;
+      const bool direct = q0 >= from_ && q1 < to_ && q1 < p_.used;
+      auto at = [&](int64_t i) {
+        return direct ? acc_ + (q0 + (i - t.head) - from_) * kChannels : Column(i);
+      };
       if (t.hasHead) {
-        const T* a = Column(k++);
+        const T* a = at(k++);
         for (int c = 0; c < kChannels; ++c) s[c] = Part(a[c], t.headShare);
       }
       for (int64_t w = 0; w < t.whole; ++w) {
-        const T* a = Column(k++);
+        const T* a = at(k++);
         for (int c = 0; c < kChannels; ++c) s[c] = s[c] + a[c];
       }
-      if (t.hasTail && k < p_.replicated) {
-        const T* a = Column(k);
+      if (tail) {
+        const T* a = at(k);
         for (int c = 0; c < kChannels; ++c) s[c] = s[c] + Part(a[c], t.tailShare);
       }
       for (int c = 0; c < kChannels; ++c) {
@@ -238,7 +257,6 @@ Status ownpiResizeSuper8(const uint8_t* src, ImageSize srcSize, int32_t srcStep,
   Plan p{};
   p.src = src;
   p.srcStep = srcStep;
-  p.stride = stride;
   p.dstStep = dstStep;
   p.width = srcSize.width;
   p.height = srcSize.height;
@@ -278,16 +296,17 @@ Status ownpiResizeSuper8(const uint8_t* src, ImageSize srcSize, int32_t srcStep,
       reinterpret_cast<void*>((reinterpret_cast<uintptr_t>(pBuffer) + 15) & ~uintptr_t{15});
   uint8_t* at =
       dst + static_cast<ptrdiff_t>(dstStep) * dstY + static_cast<ptrdiff_t>(dstX) * stride;
-  if (aligned) {
-    if (channels == 4) {
-      Decimator<true, 4>(p, static_cast<uint32_t*>(work), capacity).Run(at);
-    } else {
-      Decimator<true, 3>(p, static_cast<uint32_t*>(work), capacity).Run(at);
-    }
-  } else if (channels == 4) {
-    Decimator<false, 4>(p, static_cast<float*>(work), capacity).Run(at);
+  auto* whole = static_cast<uint32_t*>(work);
+  auto* split = static_cast<float*>(work);
+  if (channels == 4) {
+    aligned ? Decimator<true, 4, 4>(p, whole, capacity).Run(at)
+            : Decimator<false, 4, 4>(p, split, capacity).Run(at);
+  } else if (stride == 4) {
+    aligned ? Decimator<true, 3, 4>(p, whole, capacity).Run(at)
+            : Decimator<false, 3, 4>(p, split, capacity).Run(at);
   } else {
-    Decimator<false, 3>(p, static_cast<float*>(work), capacity).Run(at);
+    aligned ? Decimator<true, 3, 3>(p, whole, capacity).Run(at)
+            : Decimator<false, 3, 3>(p, split, capacity).Run(at);
   }
   return StatusOk;
 }
