@@ -256,6 +256,8 @@ const Entry kEntries[] = {
      OPENCV(CV_RESIZE(cv::INTER_CUBIC)), nullptr, 3, 2, true},
     {"ResizeSqrPixel_8u_C4R 16 dn", 4, 4, 1, false, false, NYX(RESIZE(InterLanczos)),
      OPENCV(CV_RESIZE(cv::INTER_LANCZOS4)), nullptr, 3, 2, true},
+    {"ResizeSqrPixel_8u_C4R 8 dn", 4, 4, 1, false, false, NYX(RESIZE(InterSuper)),
+     OPENCV(CV_RESIZE(cv::INTER_AREA)), LIBYUV(YUV_SCALE(libyuv::kFilterBox)), 3, 2, true},
     {"ResizeSqrPixel_8u_C4R 1 up", 4, 4, 1, false, false, NYX(RESIZE(InterNearest)),
      OPENCV(CV_RESIZE(cv::INTER_NEAREST)), LIBYUV(YUV_SCALE(libyuv::kFilterNone)), 2, 3, true},
     {"ResizeSqrPixel_8u_C4R 2 up", 4, 4, 1, false, false, NYX(RESIZE(InterLinear)),

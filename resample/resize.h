@@ -59,7 +59,29 @@ NYX_IN_EVERY_LEVEL(
                          int32_t dstStep, int32_t dstX, double invX, double invY, double shiftX,
                          double shiftY, double areaScale, int32_t dstY, int32_t dstWidth,
                          int32_t dstHeight, int32_t selector, uint8_t* pBuffer, int32_t stride,
-                         int32_t channels, int32_t sampleKind, int32_t planar);
+                         int32_t channels, int32_t sampleKind, int32_t planar, int32_t srcRoiWidth);
+    // Area averaging of 8-bit pixels: the footprint geometry, the choice between the exact
+    // whole-number form and the general form, and the decimation itself. srcRoiWidth is what
+    // the scratch was sized for. Refuses (StatusBadResizeFactor) only a footprint that is no
+    // number or passes the image by more than a few thousand pixels.
+    Status ownpiResizeSuper8(const uint8_t* src, ImageSize srcSize, int32_t srcStep, uint8_t* dst,
+                             int32_t dstStep, int32_t dstX, int32_t dstY, int32_t dstWidth,
+                             int32_t dstHeight, double invX, double invY, double shiftX,
+                             double shiftY, double areaScale, uint8_t* pBuffer, int32_t srcRoiWidth,
+                             int32_t stride, int32_t channels);
+    // The ring of the edge flags, in place around the rectangle at p.
+    void ownpi_SmoothDstBorder8px(uint8_t* p, int32_t step, int32_t w, int32_t h, double left,
+                                  double right, double top, double bottom);
+    void ownpi_SmoothDstBorder8px4(uint8_t* p, int32_t step, int32_t w, int32_t h, double left,
+                                   double right, double top, double bottom);
+    void ownpi_SmoothDstBorder8px4a(uint8_t* p, int32_t step, int32_t w, int32_t h, double left,
+                                    double right, double top, double bottom);
+    void ownpi_SubpixDstBorder8px(uint8_t* p, int32_t step, int32_t w, int32_t h, double left,
+                                  double right, double top, double bottom);
+    void ownpi_SubpixDstBorder8px4(uint8_t* p, int32_t step, int32_t w, int32_t h, double left,
+                                   double right, double top, double bottom);
+    void ownpi_SubpixDstBorder8px4a(uint8_t* p, int32_t step, int32_t w, int32_t h, double left,
+                                    double right, double top, double bottom);
     // Coefficients: four or six floats per fraction.
     void ownpi_Cubic0Kernel(const float* t, int32_t count, float* coef);
     void ownpi_Cubic1Kernel(const float* t, int32_t count, float* coef);
@@ -87,24 +109,6 @@ NYX_IN_EVERY_LEVEL(
                                ImageSize srcSize, int32_t dstWidth, int32_t dstHeight,
                                const int32_t* yIndex, const int32_t* xIndex, const float* xCoef,
                                const float* yCoef, int32_t top3, int32_t bottom3, int32_t left3,
-                               int32_t right3, int32_t stride, int32_t channels);
-    // The exported surface of the scaler (declared here while it is off the list).
-    Status nyxiResizeGetBufSize(ImageRect srcRoi, ImageRect dstRoi, int32_t nChannel,
-                                int32_t interpolation, int32_t* pSize);
-    Status nyxiResizeSqrPixel_8u_C3R(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep,
-                                     ImageRect srcRoi, uint8_t* pDst, int32_t dstStep,
-                                     ImageRect dstRoi, double xFactor, double yFactor,
-                                     double xShift, double yShift, int32_t interpolation,
-                                     uint8_t* pBuffer);
-    Status nyxiResizeSqrPixel_8u_C4R(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep,
-                                     ImageRect srcRoi, uint8_t* pDst, int32_t dstStep,
-                                     ImageRect dstRoi, double xFactor, double yFactor,
-                                     double xShift, double yShift, int32_t interpolation,
-                                     uint8_t* pBuffer);
-    Status nyxiResizeSqrPixel_8u_AC4R(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep,
-                                      ImageRect srcRoi, uint8_t* pDst, int32_t dstStep,
-                                      ImageRect dstRoi, double xFactor, double yFactor,
-                                      double xShift, double yShift, int32_t interpolation,
-                                      uint8_t* pBuffer);)
+                               int32_t right3, int32_t stride, int32_t channels);)
 
 #endif  // NYX_RESAMPLE_RESIZE_H

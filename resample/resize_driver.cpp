@@ -235,13 +235,16 @@ void ownpi_CalcBorder8pxLz(const uint8_t* src, uint8_t* dst, int32_t srcStep, in
 
 Status ownpiResizeSP(const void* pSrc, ImageSize srcSize, int32_t srcStep, void* pDst,
                      int32_t dstStep, int32_t dstX, double invX, double invY, double shiftX,
-                     double shiftY, double /*areaScale*/, int32_t dstY, int32_t dstWidth,
+                     double shiftY, double areaScale, int32_t dstY, int32_t dstWidth,
                      int32_t dstHeight, int32_t selector, uint8_t* pBuffer, int32_t stride,
-                     int32_t channels, int32_t sampleKind, int32_t planar) {
+                     int32_t channels, int32_t sampleKind, int32_t planar, int32_t srcRoiWidth) {
   // Only the 8-bit interleaved members exist; the tables keep their full shape for the others.
-  // Area averaging has its own path, not built yet (the front end refuses it before this).
-  if (sampleKind != 0 || planar != 0 || channels == 1 || selector == kResizeSuper) {
-    return StatusOk;
+  if (sampleKind != 0 || planar != 0 || channels == 1) return StatusOk;
+  if (selector == kResizeSuper) {
+    return ownpiResizeSuper8(static_cast<const uint8_t*>(pSrc), srcSize, srcStep,
+                             static_cast<uint8_t*>(pDst), dstStep, dstX, dstY, dstWidth, dstHeight,
+                             invX, invY, shiftX, shiftY, areaScale, pBuffer, srcRoiWidth, stride,
+                             channels);
   }
   const uint8_t* src = static_cast<const uint8_t*>(pSrc);
   uint8_t* dst = static_cast<uint8_t*>(pDst) + static_cast<ptrdiff_t>(dstStep) * dstY +

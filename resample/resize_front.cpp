@@ -1,6 +1,7 @@
 // Front end of the scaler: argument checks in their fixed order, the small-source rule, the
 // destination rectangle in whole pixels, the scratch size, and the three pixel functions.
 #include <cmath>
+#include <cstddef>
 
 #include "resample/resize.h"
 
@@ -169,12 +170,27 @@ Status Resize8u(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRe
   const Status st = ownpiPreludeToResize(pSrc, srcSize, srcRoi, pDst, interpolation, dstRoi,
                                          pBuffer, xFactor, yFactor, xShift, yShift, &g);
   if (st != StatusOk) return st;
-  // Area averaging and the ring of the two edge flags are not built yet: these functions stay
-  // off the exported list until they are. Refused here before anything is written.
-  if (g.selector == kResizeSuper) return StatusBadInterpolation;
-  return ownpiResizeSP(pSrc, srcSize, srcStep, pDst, dstStep, g.dstX, g.invX, g.invY, g.shiftX,
-                       g.shiftY, g.areaScale, g.dstY, g.dstWidth, g.dstHeight, g.selector, pBuffer,
-                       stride, channels, 0, 0);
+  const Status done =
+      ownpiResizeSP(pSrc, srcSize, srcStep, pDst, dstStep, g.dstX, g.invX, g.invY, g.shiftX,
+                    g.shiftY, g.areaScale, g.dstY, g.dstWidth, g.dstHeight, g.selector, pBuffer,
+                    stride, channels, 0, 0, srcRoi.width);
+  if (done != StatusOk) return done;  // a footprint too far off to sum: nothing written
+  using Edge = void (*)(uint8_t*, int32_t, int32_t, int32_t, double, double, double, double);
+  Edge edge = nullptr;
+  if (g.smooth != 0) {
+    edge = channels == 4 ? ownpi_SmoothDstBorder8px4
+           : stride == 4 ? ownpi_SmoothDstBorder8px4a
+                         : ownpi_SmoothDstBorder8px;
+  } else if (g.subpixel != 0) {
+    edge = channels == 4 ? ownpi_SubpixDstBorder8px4
+           : stride == 4 ? ownpi_SubpixDstBorder8px4a
+                         : ownpi_SubpixDstBorder8px;
+  }
+  if (edge != nullptr) {
+    edge(pDst + static_cast<ptrdiff_t>(dstStep) * g.dstY + static_cast<ptrdiff_t>(g.dstX) * stride,
+         dstStep, g.dstWidth, g.dstHeight, g.left, g.right, g.top, g.bottom);
+  }
+  return StatusOk;
 }
 
 }  // namespace

@@ -137,14 +137,15 @@ TEST(Threads, ConcurrentCallsWhileTheIndexChanges) {
 }
 
 // The scaler keeps all its tables in the caller's scratch: two threads resizing one source, each
-// with its own scratch and destination, at every row and kernel, give the single-threaded bytes.
+// with its own scratch and destination, at every row and kernel and with the edge flags, give the
+// single-threaded bytes.
 TEST(Threads, ResizeWithOwnScratch) {
   using Fn = Status (*)(const uint8_t*, ImageSize, int32_t, ImageRect, uint8_t*, int32_t, ImageRect,
                         double, double, double, double, int32_t, uint8_t*);
   const Fn rows[] = {mx::nyxiResizeSqrPixel_8u_C4R, m7::nyxiResizeSqrPixel_8u_C4R,
                      u8::nyxiResizeSqrPixel_8u_C4R, y8::nyxiResizeSqrPixel_8u_C4R};
-  const int32_t kernels[] = {1, 2, 4, 5, 6, 7, 16};
-  const int sw = 61, sh = 47, dw = 83, dh = 29;
+  const int32_t kernels[] = {1, 2, 4, 5, 6, 7, 16, 8, int32_t(0x80000008u), int32_t(0x40000006)};
+  const int sw = 61, sh = 47, dw = 53, dh = 29;
   std::vector<uint8_t> src(sw * sh * 4);
   std::mt19937 rng(4);
   for (auto& b : src) b = static_cast<uint8_t>(rng());

@@ -160,7 +160,11 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
           Resized("linear x0.3", 2, 0.3, false, keep),
           Resized("cubic x2.3", 4, 2.3, true, keep),
           Resized("catmull-rom x0.45", 6, 0.45, true, keep),
-          Resized("lanczos x1.3", 16, 1.3, true, keep)};
+          Resized("lanczos x1.3", 16, 1.3, true, keep),
+          Resized("super x0.5", 8, 0.5, false, keep),
+          Resized("super x0.4", 8, 0.4, false, keep),
+          Resized("smooth linear x0.7", int32_t(0x80000002u), 0.7, false, keep),
+          Resized("subpixel cubic x1.9", int32_t(0x40000004), 1.9, true, keep)};
 }
 
 #define NYX_RUN(call) [](const Args& a) -> Status { return call; }
@@ -292,11 +296,12 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
 #define NYX_CALL_ResizeSqrPixel_8u_C3R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C3R, 3, 3, 0)
 #define NYX_CALL_ResizeSqrPixel_8u_C4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C4R, 4, 4, 0)
 #define NYX_CALL_ResizeSqrPixel_8u_AC4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_AC4R, 4, 3, 0x8)
-#define NYX_CALL_ResizeGetBufSize                                                     \
-  Call {                                                                              \
-    "ResizeGetBufSize", 1, 4, false,                                                  \
-        {Resized("linear x0.5", 2, 0.5, false), Resized("lanczos x3", 16, 3, false)}, \
-        NYX_RUN(BufSizeInto(a, ResizeGetBufSize)), ExpectBufSize, ResizeSource        \
+#define NYX_CALL_ResizeGetBufSize                                                    \
+  Call {                                                                             \
+    "ResizeGetBufSize", 1, 4, false,                                                 \
+        {Resized("linear x0.5", 2, 0.5, false), Resized("lanczos x3", 16, 3, false), \
+         Resized("super x0.3", 8, 0.3, false)},                                      \
+        NYX_RUN(BufSizeInto(a, ResizeGetBufSize)), ExpectBufSize, ResizeSource       \
   }
 
 // 4:2:0 repacking: null planes (in order), the packed pointer, then a size below 2 by 2.
