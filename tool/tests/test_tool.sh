@@ -226,6 +226,15 @@ if has demosaic; then
     fail "16-bit demosaic did not write 16-bit RGB"
   expect 3 "a mosaic is a grey picture" -- "$nyx" demosaic $src -o x.png
 fi
+if has resize; then
+  for kernel in nearest linear cubic lanczos super; do
+    "$nyx" resize $src --factor 0.5 --kernel $kernel -o h.png || fail "resize $kernel exited $?"
+    python3 -c "import struct,sys; d=open('h.png','rb').read(); sys.exit(struct.unpack('>II', d[16:24]) != (32, 24))" ||
+      fail "resize $kernel: not 32x24"
+  done
+  "$nyx" resize $src --factor 1 --kernel nearest -o same.png && same $src same.png "resize by 1, nearest"
+  expect 4 "the factor leaves no pixel" -- "$nyx" resize $src --factor 0.001 -o x.png
+fi
 
 # ---- every status of the header has its name in the tool ----
 names=$(grep -o '^  Status[A-Za-z]*' "$root/include/nyx.h")
