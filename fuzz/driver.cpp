@@ -186,7 +186,11 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   args.size = DecodeSize(in);
   args.srcStep = DecodeStep(in, int64_t{args.size.width} * call.srcBytes);
   args.dstStep = DecodeStep(in, int64_t{args.size.width} * call.dstBytes);
-  const int srcMisalign = in.Byte() % 64, dstMisalign = in.Byte() % 64;
+  // 16-bit forms take whole-sample steps and aligned images.
+  args.srcStep &= -call.sampleBytes;
+  args.dstStep &= -call.sampleBytes;
+  const int srcMisalign = in.Byte() % 64 & -call.sampleBytes;
+  const int dstMisalign = in.Byte() % 64 & -call.sampleBytes;
   args.extra = DecodeExtra(in, call);
   std::mt19937 rng(static_cast<uint32_t>(in.Int32()));
 

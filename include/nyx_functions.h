@@ -42,6 +42,14 @@
   X(CopyManaged_8u_C1R,                                                                       \
     (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
      int32_t flags),                                                                          \
-    (pSrc, srcStep, pDst, dstStep, roiSize, flags))
+    (pSrc, srcStep, pDst, dstStep, roiSize, flags))                                           \
+  X(CFAToRGB_8u_C1C3R,                                                                        \
+    (const uint8_t* pSrc, ImageRect srcRoi, ImageSize srcSize, int32_t srcStep, uint8_t* pDst, \
+     int32_t dstStep, int32_t grid, int32_t interpolation),                                   \
+    (pSrc, srcRoi, srcSize, srcStep, pDst, dstStep, grid, interpolation))                     \
+  X(CFAToRGB_16u_C1C3R,                                                                       \
+    (const uint16_t* pSrc, ImageRect srcRoi, ImageSize srcSize, int32_t srcStep,              \
+     uint16_t* pDst, int32_t dstStep, int32_t grid, int32_t interpolation),                   \
+    (pSrc, srcRoi, srcSize, srcStep, pDst, dstStep, grid, interpolation))
 
 #endif /* NYX_FUNCTIONS_H */

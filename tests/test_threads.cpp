@@ -58,8 +58,14 @@ std::vector<Job> Jobs() {
     for (const Extra& extra : call.extras) {
       // A region past the SIMD main loops, and one big enough for the streaming decisions.
       for (const ImageSize size : {ImageSize{45, 7}, ImageSize{520, 260}}) {
-        Job job{&call, extra, size, size.width * call.srcBytes + 5, size.width * call.dstBytes + 3,
-                {},    {},    {}};
+        Job job{&call,
+                extra,
+                size,
+                size.width * call.srcBytes + 5 * call.sampleBytes,
+                size.width * call.dstBytes + 3 * call.sampleBytes,
+                {},
+                {},
+                {}};
         job.src.resize(SourceLead(extra) + static_cast<size_t>(job.srcStep) * size.height);
         job.initial.resize(static_cast<size_t>(job.dstStep) * size.height);
         for (uint8_t& b : job.src) b = static_cast<uint8_t>(rng());

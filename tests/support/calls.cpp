@@ -9,11 +9,15 @@ namespace {
 // Helpers of a family whose primitives are not on the list yet go unused; they are marked so.
 
 Extra Ordered(const char* label, int32_t a, int32_t b, int32_t c, int32_t d = 0, uint8_t keep = 0) {
-  return {label, {a, b, c, d}, 0x5C, 0, false, keep, 1, 1};
+  return {label, {a, b, c, d}, 0x5C, 0, false, keep, 1, 1, 0};
 }
 
 Extra Moded(const char* label, int32_t mode, int32_t minWidth = 1, int32_t minHeight = 1) {
-  return {label, {0, 0, 0, 0}, 0, mode, false, 0, minWidth, minHeight};
+  return {label, {0, 0, 0, 0}, 0, mode, false, 0, minWidth, minHeight, 0};
+}
+
+Extra Grid(const char* label, int32_t grid, int32_t overhang) {
+  return {label, {0, 0, 0, 0}, 0, grid, false, 0, 2, 2, overhang};
 }
 
 const int32_t* OrderOf(const Args& a) {
@@ -53,6 +57,21 @@ template <bool kInPlace>
   return StatusOk;
 }
 
+// A mosaic of at least 2 by 2; the grid is the only argument that is checked after the sizes.
+[[maybe_unused]] Status ExpectMosaic(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr) return StatusNullPointer;
+  if (a.size.width < 2 || a.size.height < 2) return StatusBadSize;
+  const int32_t grid = a.extra.mode;
+  if (grid != BayerBGGR && grid != BayerRGGB && grid != BayerGBRG && grid != BayerGRBG) {
+    return StatusBadArgument;
+  }
+  return StatusOk;
+}
+
+[[maybe_unused]] ImageRect RectOf(const Args& a) {
+  return {0, 0, a.size.width + a.extra.overhang, a.size.height + a.extra.overhang};
+}
+
 // (2, 1, 0) has its own kernel in the SSE3 level, (1, 1, 1) repeats an entry.
 const std::vector<Extra> kThreeEntryOrders = {Ordered("210", 2, 1, 0), Ordered("012", 0, 1, 2),
                                               Ordered("111", 1, 1, 1), Ordered("201", 2, 0, 1)};
@@ -74,6 +93,11 @@ const std::vector<Extra> kFillOrders = {
 // Non-temporal stores, non-temporal loads, both; bit 2 means nothing.
 [[maybe_unused]] const std::vector<Extra> kCopyFlags = {
     Moded("plain", 0), Moded("ntstore", 1), Moded("ntload", 2), Moded("both", 3), Moded("bit2", 4)};
+
+// Every grid, two with a rectangle that overhangs the image.
+[[maybe_unused]] const std::vector<Extra> kGrids = {
+    Grid("BGGR", BayerBGGR, 0), Grid("RGGB", BayerRGGB, 3), Grid("GBRG", BayerGBRG, 0),
+    Grid("GRBG", BayerGRBG, 1)};
 
 #define NYX_RUN(call) [](const Args& a) -> Status { return call; }
 
@@ -129,6 +153,22 @@ const std::vector<Extra> kFillOrders = {
     "CopyManaged_8u_C1R", 1, 1, false, kCopyFlags,                                             \
         NYX_RUN(CopyManaged_8u_C1R(a.src, a.srcStep, a.dst, a.dstStep, a.size, a.extra.mode)), \
         ExpectCopy                                                                             \
+  }
+
+#define NYX_CALL_CFAToRGB_8u_C1C3R                                                       \
+  Call {                                                                                 \
+    "CFAToRGB_8u_C1C3R", 1, 3, false, kGrids,                                            \
+        NYX_RUN(CFAToRGB_8u_C1C3R(a.src, RectOf(a), a.size, a.srcStep, a.dst, a.dstStep, \
+                                  a.extra.mode, 0)),                                     \
+        ExpectMosaic, 1                                                                  \
+  }
+#define NYX_CALL_CFAToRGB_16u_C1C3R                                                             \
+  Call {                                                                                        \
+    "CFAToRGB_16u_C1C3R", 2, 6, false, kGrids,                                                  \
+        NYX_RUN(CFAToRGB_16u_C1C3R(reinterpret_cast<const uint16_t*>(a.src), RectOf(a), a.size, \
+                                   a.srcStep, reinterpret_cast<uint16_t*>(a.dst), a.dstStep,    \
+                                   a.extra.mode, 0)),                                           \
+        ExpectMosaic, 2                                                                         \
   }
 
 // A primitive on the list without an entry above fails here, by design.

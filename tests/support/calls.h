@@ -15,16 +15,20 @@
 namespace nyx::test {
 
 // The operation-specific arguments of one call: an order array (with the fill value of the
-// three-to-four form), a mirror axis or copy flags. Unused fields stay zero.
+// three-to-four form), a mirror axis, copy flags or a mosaic grid. Unused fields stay zero.
 struct Extra {
   const char* label;
   int32_t order[4];
   uint8_t fill;
-  int32_t mode;      // mirror axis or managed-copy flags
+  int32_t mode;      // mirror axis, managed-copy flags or mosaic grid
   bool nullArray;    // pass a null order array
   uint8_t keep;      // bit k set: destination byte k of every pixel must stay as it was
   int32_t minWidth;  // the smallest region these arguments accept
   int32_t minHeight;
+  // Forms that take a source rectangle in a whole image: the image is the region, and the
+  // rectangle starts at its origin and reaches this many pixels past its right and bottom
+  // edges, which the function clips away.
+  int32_t overhang = 0;
 };
 
 // The arguments of one call. In-place forms take dst and dstStep as their one image.
@@ -47,6 +51,8 @@ struct Call {
   // The documented outcome of the argument checks: the first failing check's status in the
   // function's own order, or StatusOk.
   Status (*expected)(const Args&);
+  // Bytes of a sample: steps of 16-bit forms are whole samples, and their images aligned.
+  int sampleBytes = 1;
 };
 
 // Every exported primitive, in the order of the list.
