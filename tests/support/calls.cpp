@@ -1,6 +1,10 @@
 #include "support/calls.h"
 
+#include "resample/resize.h"
+
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 namespace nyx::test {
 
@@ -9,15 +13,17 @@ namespace {
 // Helpers of a family whose primitives are not on the list yet go unused; they are marked so.
 
 Extra Ordered(const char* label, int32_t a, int32_t b, int32_t c, int32_t d = 0, uint8_t keep = 0) {
-  return {label, {a, b, c, d}, 0x5C, 0, false, keep, 1, 1, 0};
+  return {label, {a, b, c, d}, 0x5C, 0, false, keep, 1, 1};
 }
 
 Extra Moded(const char* label, int32_t mode, int32_t minWidth = 1, int32_t minHeight = 1) {
-  return {label, {0, 0, 0, 0}, 0, mode, false, 0, minWidth, minHeight, 0};
+  return {label, {0, 0, 0, 0}, 0, mode, false, 0, minWidth, minHeight};
 }
 
 Extra Grid(const char* label, int32_t grid, int32_t overhang) {
-  return {label, {0, 0, 0, 0}, 0, grid, false, 0, 2, 2, overhang};
+  Extra extra{label, {0, 0, 0, 0}, 0, grid, false, 0, 2, 2};
+  extra.overhang = overhang;
+  return extra;
 }
 
 const int32_t* OrderOf(const Args& a) {
@@ -99,6 +105,73 @@ const std::vector<Extra> kFillOrders = {
     Grid("BGGR", BayerBGGR, 0), Grid("RGGB", BayerRGGB, 3), Grid("GBRG", BayerGBRG, 0),
     Grid("GRBG", BayerGRBG, 1)};
 
+// The scaler: the destination region is the whole destination image, and the source image is
+// the region over the factor, rounded up, so that the scaled source covers it.
+[[maybe_unused]] Extra Resized(const char* label, int32_t selector, double factor, bool rowsDiffer,
+                               uint8_t keep = 0) {
+  Extra extra{label, {0, 0, 0, 0}, 0, 0, false, keep, 1, 1};
+  extra.selector = selector;
+  extra.factor = factor;
+  extra.rowsDiffer = rowsDiffer;
+  return extra;
+}
+
+[[maybe_unused]] ImageSize ResizeSource(const Extra& extra, ImageSize size) {
+  if (size.width < 1 || size.height < 1 || !(extra.factor > 0)) return size;
+  auto over = [&](int32_t v) {
+    return static_cast<int32_t>(std::min(std::ceil(v / extra.factor), double{INT32_MAX}));
+  };
+  return {over(size.width), over(size.height)};
+}
+
+[[maybe_unused]] ImageRect Whole(ImageSize size) {
+  return {0, 0, size.width, size.height};
+}
+
+// Every row reports the same size: the generic row's sizes the scratch.
+template <int32_t kChannels>
+[[maybe_unused]] int32_t ResizeScratch(const Args& a) {
+  int32_t bytes = 0;
+  mx::nyxiResizeGetBufSize(Whole(a.srcSize), Whole(a.size), kChannels, a.extra.selector, &bytes);
+  return bytes;
+}
+
+[[maybe_unused]] Status ExpectResize(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr || a.scratch == nullptr) return StatusNullPointer;
+  if (a.srcSize.width < 1 || a.srcSize.height < 1 || a.size.width < 1 || a.size.height < 1) {
+    return StatusBadSize;
+  }
+  return StatusOk;
+}
+
+// The scratch size goes to the destination's first pixel (four bytes).
+using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
+[[maybe_unused]] Status BufSizeInto(const Args& a, BufSizeFn fn) {
+  int32_t bytes = 0;
+  const Status status =
+      fn(Whole(a.srcSize), Whole(a.size), 4, a.extra.selector, a.dst != nullptr ? &bytes : nullptr);
+  if (status == StatusOk) std::memcpy(a.dst, &bytes, sizeof bytes);
+  return status;
+}
+
+[[maybe_unused]] Status ExpectBufSize(const Args& a) {
+  if (a.dst == nullptr) return StatusNullPointer;
+  if (a.srcSize.width < 1 || a.srcSize.height < 1 || a.size.width < 1 || a.size.height < 1) {
+    return StatusBadSize;
+  }
+  return StatusOk;
+}
+
+// Nearest and linear give the same bytes at every row; cubic and Lanczos do not.
+[[maybe_unused]] std::vector<Extra> ResizeExtras(uint8_t keep) {
+  return {Resized("nearest x0.6", 1, 0.6, false, keep),
+          Resized("linear x1.7", 2, 1.7, false, keep),
+          Resized("linear x0.3", 2, 0.3, false, keep),
+          Resized("cubic x2.3", 4, 2.3, true, keep),
+          Resized("catmull-rom x0.45", 6, 0.45, true, keep),
+          Resized("lanczos x1.3", 16, 1.3, true, keep)};
+}
+
 #define NYX_RUN(call) [](const Args& a) -> Status { return call; }
 
 #define NYX_CALL_SwapChannels_8u_C3R                                                          \
@@ -155,12 +228,29 @@ const std::vector<Extra> kFillOrders = {
         ExpectCopy                                                                             \
   }
 
+#define NYX_RESIZE_CALL(name, bytes, channels, keep)                                        \
+  Call {                                                                                    \
+#name, bytes, bytes, false, ResizeExtras(keep),                                         \
+        NYX_RUN(name(a.src, a.srcSize, a.srcStep, Whole(a.srcSize), a.dst, a.dstStep,       \
+                     Whole(a.size), a.extra.factor, a.extra.factor, 0, 0, a.extra.selector, \
+                     a.scratch)),                                                           \
+        ExpectResize, ResizeSource, ResizeScratch < channels>                               \
+  }
+#define NYX_CALL_ResizeSqrPixel_8u_C3R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C3R, 3, 3, 0)
+#define NYX_CALL_ResizeSqrPixel_8u_C4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C4R, 4, 4, 0)
+#define NYX_CALL_ResizeSqrPixel_8u_AC4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_AC4R, 4, 3, 0x8)
+#define NYX_CALL_ResizeGetBufSize                                                     \
+  Call {                                                                              \
+    "ResizeGetBufSize", 1, 4, false,                                                  \
+        {Resized("linear x0.5", 2, 0.5, false), Resized("lanczos x3", 16, 3, false)}, \
+        NYX_RUN(BufSizeInto(a, ResizeGetBufSize)), ExpectBufSize, ResizeSource        \
+  }
 #define NYX_CALL_CFAToRGB_8u_C1C3R                                                       \
   Call {                                                                                 \
     "CFAToRGB_8u_C1C3R", 1, 3, false, kGrids,                                            \
         NYX_RUN(CFAToRGB_8u_C1C3R(a.src, RectOf(a), a.size, a.srcStep, a.dst, a.dstStep, \
                                   a.extra.mode, 0)),                                     \
-        ExpectMosaic, 1                                                                  \
+        ExpectMosaic, nullptr, nullptr, 1                                                \
   }
 #define NYX_CALL_CFAToRGB_16u_C1C3R                                                             \
   Call {                                                                                        \
@@ -168,7 +258,7 @@ const std::vector<Extra> kFillOrders = {
         NYX_RUN(CFAToRGB_16u_C1C3R(reinterpret_cast<const uint16_t*>(a.src), RectOf(a), a.size, \
                                    a.srcStep, reinterpret_cast<uint16_t*>(a.dst), a.dstStep,    \
                                    a.extra.mode, 0)),                                           \
-        ExpectMosaic, 2                                                                         \
+        ExpectMosaic, nullptr, nullptr, 2                                                       \
   }
 
 // A primitive on the list without an entry above fails here, by design.
@@ -179,6 +269,15 @@ const std::vector<Extra> kFillOrders = {
 const std::vector<Call>& Calls() {
   static const std::vector<Call> calls = {NYX_FUNCTIONS(NYX_CALL_ENTRY)};
   return calls;
+}
+
+ImageSize SourceSize(const Call& call, const Extra& extra, ImageSize size) {
+  return call.sourceSize != nullptr ? call.sourceSize(extra, size) : size;
+}
+
+std::vector<uint8_t> ScratchFor(const Call& call, const Args& args) {
+  if (call.scratchBytes == nullptr) return {};
+  return std::vector<uint8_t>(static_cast<size_t>(std::max(1, call.scratchBytes(args))), 0xA5);
 }
 
 int32_t SourceLead(const Extra& extra) {
