@@ -91,6 +91,31 @@ void BorderPixel(const T* src, ptrdiff_t srcStep, ImageSize size, int grid, int3
   PlainPixel(t, Colour(grid, col, row), RowChroma(grid, row), out);
 }
 
+// The vector part of a row at this level: all its columns, or none.
+template <class T>
+int VectorSteps(const T* const* rows, T* d, int width, int chromaFirst, int red, int directional) {
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+  if constexpr (sizeof(T) == 1) {
+#if NYX_LEVEL >= NYX_LEVEL_SSE41
+    if ((ownWideForms() & kWideAvx2) != 0) {
+      return y8::avx2::ownBayerRow_8u(rows, d, width, chromaFirst, red, directional);
+    }
+#endif
+    return ownBayerRow_8u(rows, d, width, chromaFirst, red, directional);
+  } else {
+#if NYX_LEVEL >= NYX_LEVEL_SSE41
+    if ((ownWideForms() & kWideAvx2) != 0) {
+      return y8::avx2::ownBayerRow_16u(rows, d, width, chromaFirst, red, directional);
+    }
+#endif
+    return ownBayerRow_16u(rows, d, width, chromaFirst, red, directional);
+  }
+#else
+  (void)rows, (void)d, (void)width, (void)chromaFirst, (void)red, (void)directional;
+  return 0;
+#endif
+}
+
 // Every pixel of the clipped rectangle within two samples of the image's edge. Corners belong
 // to the rows; the columns take rows 2 to H - 3 only.
 template <class T>
@@ -100,7 +125,22 @@ void ownBayerBorder(const T* src, ImageSize size, ptrdiff_t srcStep, ImageRect r
   for (int32_t row = rect.y; row < rect.y + rect.height; ++row) {
     T* out = dst + (row - rect.y) * dstStep - 3 * static_cast<ptrdiff_t>(rect.x);
     if (row < 2 || row >= size.height - 2) {
+      // Columns 1 to W - 2 have both horizontal neighbours: the vector rows take them, with the
+      // rows above and below reflected and the plain means.
+      const int32_t from = rect.x > 1 ? rect.x : 1;
+      const int32_t to = right < size.width - 1 ? right : size.width - 1;
+      int32_t done = 0;
+      if (to > from) {
+        const T* mid = src + row * srcStep + from;
+        const T* const rows[5] = {mid, src + Reflect(row - 1, size.height) * srcStep + from, mid,
+                                  src + Reflect(row + 1, size.height) * srcStep + from, mid};
+        const int chromaFirst = Colour(grid, from, row) != kGreen ? 1 : 0;
+        done = VectorSteps(rows, out + 3 * from, to - from, chromaFirst,
+                           RowChroma(grid, row) == kRed ? 1 : 0, 0);
+      }
       for (int32_t col = rect.x; col < right; ++col) {
+        if (col == from && done != 0) col += done;
+        if (col >= right) break;
         BorderPixel(src, srcStep, size, grid, col, row, out + 3 * col);
       }
       continue;
@@ -131,34 +171,6 @@ void InteriorPixel(const T* s, ptrdiff_t ss, int chroma, int rowChroma, T* out) 
   out[2 - chroma] = static_cast<T>(Mean4(s[-ss - 1], s[-ss + 1], s[ss - 1], s[ss + 1]));
 }
 
-// The vector part of an interior row at this level: whole steps, or nothing.
-int VectorSteps(const uint8_t* s, ptrdiff_t ss, uint8_t* d, int width, int chromaFirst, int red) {
-#if NYX_LEVEL >= NYX_LEVEL_SSE41
-  if ((ownWideForms() & kWideAvx2) != 0) {
-    return y8::avx2::ownBayerRow_8u(s, ss, d, width, chromaFirst, red);
-  }
-#endif
-#if NYX_LEVEL >= NYX_LEVEL_SSSE3
-  return ownBayerRow_8u(s, ss, d, width, chromaFirst, red);
-#else
-  (void)s, (void)ss, (void)d, (void)width, (void)chromaFirst, (void)red;
-  return 0;
-#endif
-}
-int VectorSteps(const uint16_t* s, ptrdiff_t ss, uint16_t* d, int width, int chromaFirst, int red) {
-#if NYX_LEVEL >= NYX_LEVEL_SSE41
-  if ((ownWideForms() & kWideAvx2) != 0) {
-    return y8::avx2::ownBayerRow_16u(s, ss, d, width, chromaFirst, red);
-  }
-#endif
-#if NYX_LEVEL >= NYX_LEVEL_SSSE3
-  return ownBayerRow_16u(s, ss, d, width, chromaFirst, red);
-#else
-  (void)s, (void)ss, (void)d, (void)width, (void)chromaFirst, (void)red;
-  return 0;
-#endif
-}
-
 // The interior: rows y0 .. y0 + height - 1 and columns x0 .. x0 + width - 1 of the image, all
 // at least two samples from its edge. Each row is vector steps, then the generic rule.
 template <class T>
@@ -168,7 +180,8 @@ void ownBayerRect(const T* s, ptrdiff_t ss, T* d, ptrdiff_t ds, int32_t width, i
     const int32_t row = y0 + j;
     const int rowChroma = RowChroma(grid, row);
     const int chromaFirst = Colour(grid, x0, row) != kGreen ? 1 : 0;
-    int32_t i = VectorSteps(s, ss, d, width, chromaFirst, rowChroma == kRed ? 1 : 0);
+    const T* const rows[5] = {s - 2 * ss, s - ss, s, s + ss, s + 2 * ss};
+    int32_t i = VectorSteps(rows, d, width, chromaFirst, rowChroma == kRed ? 1 : 0, 1);
     for (; i < width; ++i) {
       InteriorPixel(s + i, ss, Colour(grid, x0 + i, row), rowChroma, d + 3 * i);
     }
@@ -202,13 +215,13 @@ Status CfaToRgb(const T* pSrc, ImageRect rect, ImageSize size, ptrdiff_t srcStep
 }  // namespace
 
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
-int ownBayerRow_8u(const uint8_t* s, ptrdiff_t srcStep, uint8_t* d, int width, int chromaFirst,
-                   int red) {
-  return RowSteps<W128>(s, srcStep, d, width, chromaFirst, red);
+int ownBayerRow_8u(const uint8_t* const* rows, uint8_t* d, int width, int chromaFirst, int red,
+                   int directional) {
+  return RowSteps<W128>(rows, d, width, chromaFirst, red, directional);
 }
-int ownBayerRow_16u(const uint16_t* s, ptrdiff_t srcStep, uint16_t* d, int width, int chromaFirst,
-                    int red) {
-  return RowSteps<W128>(s, srcStep, d, width, chromaFirst, red);
+int ownBayerRow_16u(const uint16_t* const* rows, uint16_t* d, int width, int chromaFirst, int red,
+                    int directional) {
+  return RowSteps<W128>(rows, d, width, chromaFirst, red, directional);
 }
 #endif
 

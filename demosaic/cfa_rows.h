@@ -12,16 +12,17 @@
 #include "frame/level.h"
 #include "frame/width.h"
 
-// Interior row kernels of the SIMD levels: they reconstruct the leading columns of one interior
-// row in whole vector steps (16 columns of 8-bit samples, 8 of 16-bit) and return how many
-// columns they did; the caller finishes the rest with the generic rule. `s` is the row's first
-// sample, `chromaFirst` tells whether it is a red or blue site, `red` whether the row's chroma
-// is red.
+// Row kernels of the SIMD levels: they reconstruct columns 0 .. width - 1 of one row in vector
+// steps (16 columns of 8-bit samples, 8 of 16-bit) if the row is at least one step wide, and
+// return how many columns they did (all or none). rows[0..4] point at column 0 in the source rows
+// y - 2 .. y + 2; with `directional` 0 (the plain means of the image's outer rows, rows[1] and
+// rows[3] then the reflected neighbours) rows[0] and rows[4] are not read. `chromaFirst` tells
+// whether column 0 is a red or blue site, `red` whether the row's chroma is red.
 #define NYX_BAYER_ROW_KERNELS                                                                     \
-  int ownBayerRow_8u(const uint8_t* s, ptrdiff_t srcStep, uint8_t* d, int width, int chromaFirst, \
-                     int red);                                                                    \
-  int ownBayerRow_16u(const uint16_t* s, ptrdiff_t srcStep, uint16_t* d, int width,               \
-                      int chromaFirst, int red);
+  int ownBayerRow_8u(const uint8_t* const* rows, uint8_t* d, int width, int chromaFirst, int red, \
+                     int directional);                                                            \
+  int ownBayerRow_16u(const uint16_t* const* rows, uint16_t* d, int width, int chromaFirst,       \
+                      int red, int directional);
 
 NYX_IN_SIMD_LEVELS(NYX_BAYER_ROW_KERNELS)
 NYX_IN_WIDE_FORMS(NYX_BAYER_ROW_KERNELS)

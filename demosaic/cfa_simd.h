@@ -207,52 +207,76 @@ typename O::V Mean4(typename O::V a, typename O::V b, typename O::V p, typename 
   return O::template Sub<kBytes>(O::template Avg<kBytes>(p, q), fix);
 }
 
-// Reconstructs whole vector steps of one interior row; returns the columns done.
-template <class O, class T>
-int RowSteps(const T* s, ptrdiff_t ss, T* d, int width, int chromaFirst, int red) {
+// One vector step of a row at column x. rows[0..4] are the source rows y - 2 .. y + 2 (the
+// outer two are read only with the directional green); `chroma` marks the red or blue lanes.
+template <class O, class T, bool kDirectional>
+void Step(const T* const* rows, int x, T* out, typename O::V chroma, int red) {
   using V = typename O::V;
   constexpr int kBytes = static_cast<int>(sizeof(T));
-  constexpr int kLanes = static_cast<int>(sizeof(V) / sizeof(T));
-  const V chroma = O::template Alternate<kBytes>(chromaFirst);
-  const V zero = O::Zero();
-  int x = 0;
-  for (; x + kLanes <= width; x += kLanes) {
-    const T* p = s + x;
-    const V c = O::Load(p);
-    const V l = O::Load(p - 1);
-    const V r = O::Load(p + 1);
-    const V u = O::Load(p - ss);
-    const V dn = O::Load(p + ss);
-    const V h2 = O::template Avg<kBytes>(l, r);
-    const V v2 = O::template Avg<kBytes>(u, dn);
-    const V x4 = Mean4<O, kBytes>(u, dn, v2, l, r, h2);
-    const V ul = O::Load(p - ss - 1);
-    const V ur = O::Load(p - ss + 1);
-    const V dl = O::Load(p + ss - 1);
-    const V dr = O::Load(p + ss + 1);
-    const V d4 = Mean4<O, kBytes>(ul, ur, O::template Avg<kBytes>(ul, ur), dl, dr,
-                                  O::template Avg<kBytes>(dl, dr));
-    const V u2 = O::Load(p - 2 * ss);
-    const V d2 = O::Load(p + 2 * ss);
+  const T* up = rows[1] + x;
+  const T* p = rows[2] + x;
+  const T* down = rows[3] + x;
+  const V c = O::Load(p);
+  const V l = O::Load(p - 1);
+  const V r = O::Load(p + 1);
+  const V u = O::Load(up);
+  const V dn = O::Load(down);
+  const V h2 = O::template Avg<kBytes>(l, r);
+  const V v2 = O::template Avg<kBytes>(u, dn);
+  V green = Mean4<O, kBytes>(u, dn, v2, l, r, h2);
+  const V ul = O::Load(up - 1);
+  const V ur = O::Load(up + 1);
+  const V dl = O::Load(down - 1);
+  const V dr = O::Load(down + 1);
+  const V d4 = Mean4<O, kBytes>(ul, ur, O::template Avg<kBytes>(ul, ur), dl, dr,
+                                O::template Avg<kBytes>(dl, dr));
+  if constexpr (kDirectional) {
+    const V u2 = O::Load(rows[0] + x);
+    const V d2 = O::Load(rows[4] + x);
     const V l2 = O::Load(p - 2);
     const V r2 = O::Load(p + 2);
     const V dv = O::Or(O::template SubSat<kBytes>(u2, d2), O::template SubSat<kBytes>(d2, u2));
     const V dh = O::Or(O::template SubSat<kBytes>(l2, r2), O::template SubSat<kBytes>(r2, l2));
-    const V vNotAbove = O::template CmpEq<kBytes>(O::template SubSat<kBytes>(dv, dh), zero);
+    const V vNotAbove = O::template CmpEq<kBytes>(O::template SubSat<kBytes>(dv, dh), O::Zero());
     const V tie = O::template CmpEq<kBytes>(dv, dh);
-    const V green = O::Select(tie, O::Select(vNotAbove, h2, v2), x4);
-    // The row's chroma: the sample at its own sites, the mean of left and right at green ones.
-    const V own = O::Select(chroma, h2, c);
-    const V g = O::Select(chroma, c, green);
-    const V other = O::Select(chroma, v2, d4);
-    T* out = d + 3 * x;
-    if (red) {
-      O::template StoreRgb<kBytes>(out, own, g, other);
-    } else {
-      O::template StoreRgb<kBytes>(out, other, g, own);
-    }
+    green = O::Select(tie, O::Select(vNotAbove, h2, v2), green);
   }
-  return x;
+  // The row's chroma: the sample at its own sites, the mean of left and right at green ones.
+  const V own = O::Select(chroma, h2, c);
+  const V g = O::Select(chroma, c, green);
+  const V other = O::Select(chroma, v2, d4);
+  if (red) {
+    O::template StoreRgb<kBytes>(out, own, g, other);
+  } else {
+    O::template StoreRgb<kBytes>(out, other, g, own);
+  }
+}
+
+// Reconstructs a row of at least one vector's width in whole steps, the last one moved back to
+// end at the row's end (it computes a few pixels again, to the same values); a narrower row is
+// left alone. Returns the columns done.
+template <class O, class T, bool kDirectional>
+int RowSteps(const T* const* rows, T* d, int width, int chromaFirst, int red) {
+  using V = typename O::V;
+  constexpr int kBytes = static_cast<int>(sizeof(T));
+  constexpr int kLanes = static_cast<int>(sizeof(V) / sizeof(T));
+  if (width < kLanes) return 0;
+  // Lane 0 of a step at an odd column has the other colour of column 0.
+  const V chroma[2] = {O::template Alternate<kBytes>(chromaFirst),
+                       O::template Alternate<kBytes>(chromaFirst ^ 1)};
+  const int last = width - kLanes;
+  for (int x = 0;; x += kLanes) {
+    if (x > last) x = last;
+    Step<O, T, kDirectional>(rows, x, d + 3 * x, chroma[x & 1], red);
+    if (x == last) break;
+  }
+  return width;
+}
+
+template <class O, class T>
+int RowSteps(const T* const* rows, T* d, int width, int chromaFirst, int red, int directional) {
+  return directional ? RowSteps<O, T, true>(rows, d, width, chromaFirst, red)
+                     : RowSteps<O, T, false>(rows, d, width, chromaFirst, red);
 }
 
 }  // namespace
