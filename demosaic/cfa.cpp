@@ -196,8 +196,9 @@ Status CfaToRgb(const T* pSrc, ImageRect rect, ImageSize size, ptrdiff_t srcStep
   if (grid != BayerBGGR && grid != BayerGBRG && grid != BayerGRBG && grid != BayerRGGB) {
     return StatusBadArgument;
   }
-  if (rect.x + rect.width > size.width) rect.width = size.width - rect.x;
-  if (rect.y + rect.height > size.height) rect.height = size.height - rect.y;
+  // Compared in 64 bits: a rectangle reaching past 2^31 is clipped like any other.
+  if (int64_t{rect.x} + rect.width > size.width) rect.width = size.width - rect.x;
+  if (int64_t{rect.y} + rect.height > size.height) rect.height = size.height - rect.y;
   ownBayerBorder(pSrc, size, srcStep, rect, pDst, dstStep, grid);
   const int32_t x0 = rect.x > 2 ? rect.x : 2;
   const int32_t y0 = rect.y > 2 ? rect.y : 2;
