@@ -23,6 +23,11 @@ namespace {
 template <int kSampleBytes>
 struct RgbTables {
   alignas(16) uint8_t t[3][3][16];
+  // Since 16 bytes hold a number of samples that is not a multiple of 3, each byte position
+  // carries a given channel in exactly one of the three output vectors: one shuffle per channel
+  // (rot[c]) serves all three, and output k then picks channel by channel (pick[k][c]).
+  alignas(16) uint8_t rot[3][16];
+  alignas(16) uint8_t pick[3][3][16];
 };
 
 template <int kSampleBytes>
@@ -33,9 +38,10 @@ constexpr RgbTables<kSampleBytes> MakeRgbTables() {
       for (int j = 0; j < 16; ++j) {
         const int sample = (16 * k + j) / kSampleBytes;  // output sample, counted over 48 bytes
         const int pixel = sample / 3;
-        tables.t[k][c][j] = sample % 3 == c
-                                ? static_cast<uint8_t>(pixel * kSampleBytes + j % kSampleBytes)
-                                : uint8_t{0x80};
+        const uint8_t byte = static_cast<uint8_t>(pixel * kSampleBytes + j % kSampleBytes);
+        tables.t[k][c][j] = sample % 3 == c ? byte : uint8_t{0x80};
+        tables.pick[k][c][j] = sample % 3 == c ? uint8_t{0xFF} : uint8_t{0};
+        if (sample % 3 == c) tables.rot[c][j] = byte;
       }
     }
   }
@@ -114,14 +120,27 @@ struct W128 {
   }
   template <int kBytes>
   static void StoreRgb(void* d, V r, V g, V b) {
-    const auto& t = TablesOf<kBytes>().t;
     auto* out = static_cast<__m128i*>(d);
+#if NYX_LEVEL >= NYX_LEVEL_SSE41
+    const auto& tables = TablesOf<kBytes>();
+    const auto at = [](const uint8_t* p) { return _mm_load_si128(reinterpret_cast<const V*>(p)); };
+    const V rr = _mm_shuffle_epi8(r, at(tables.rot[0]));
+    const V gg = _mm_shuffle_epi8(g, at(tables.rot[1]));
+    const V bb = _mm_shuffle_epi8(b, at(tables.rot[2]));
+    for (int k = 0; k < 3; ++k) {
+      const V v = Select(at(tables.pick[k][2]), Select(at(tables.pick[k][1]), rr, gg), bb);
+      _mm_storeu_si128(out + k, v);
+    }
+#else
+    // Without a byte blend: three shuffles per output vector, merged by or.
+    const auto& t = TablesOf<kBytes>().t;
     for (int k = 0; k < 3; ++k) {
       const V v = Or(Or(_mm_shuffle_epi8(r, _mm_load_si128(reinterpret_cast<const V*>(t[k][0]))),
                         _mm_shuffle_epi8(g, _mm_load_si128(reinterpret_cast<const V*>(t[k][1])))),
                      _mm_shuffle_epi8(b, _mm_load_si128(reinterpret_cast<const V*>(t[k][2]))));
       _mm_storeu_si128(out + k, v);
     }
+#endif
   }
 };
 
@@ -180,15 +199,16 @@ struct W256 {
   // The shuffles work in each 128-bit half; the halves' three vectors are then put in order.
   template <int kBytes>
   static void StoreRgb(void* d, V r, V g, V b) {
-    const auto& t = TablesOf<kBytes>().t;
+    const auto& tables = TablesOf<kBytes>();
+    const auto at = [](const uint8_t* p) {
+      return _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(p)));
+    };
+    const V rr = _mm256_shuffle_epi8(r, at(tables.rot[0]));
+    const V gg = _mm256_shuffle_epi8(g, at(tables.rot[1]));
+    const V bb = _mm256_shuffle_epi8(b, at(tables.rot[2]));
     V o[3];
     for (int k = 0; k < 3; ++k) {
-      const auto table = [&](int c) {
-        return _mm256_broadcastsi128_si256(
-            _mm_load_si128(reinterpret_cast<const __m128i*>(t[k][c])));
-      };
-      o[k] = Or(Or(_mm256_shuffle_epi8(r, table(0)), _mm256_shuffle_epi8(g, table(1))),
-                _mm256_shuffle_epi8(b, table(2)));
+      o[k] = Select(at(tables.pick[k][2]), Select(at(tables.pick[k][1]), rr, gg), bb);
     }
     auto* out = static_cast<__m256i*>(d);
     _mm256_storeu_si256(out, _mm256_permute2x128_si256(o[0], o[1], 0x20));
