@@ -78,17 +78,20 @@ void PlainPixel(const Taps<T>& t, int colour, int rowChroma, T* out) {
       static_cast<T>(Mean4(t.up[t.left], t.up[t.right], t.down[t.left], t.down[t.right]));
 }
 
-// One border pixel of image coordinates (col, row).
+// Border pixels of one row, columns from .. to - 1; `out` is where column 0 would go.
 template <class T>
-void BorderPixel(const T* src, ptrdiff_t srcStep, ImageSize size, int grid, int32_t col,
-                 int32_t row, T* out) {
-  const Taps<T> t{src + Reflect(row - 1, size.height) * srcStep,
-                  src + row * srcStep,
-                  src + Reflect(row + 1, size.height) * srcStep,
-                  Reflect(col - 1, size.width),
-                  col,
-                  Reflect(col + 1, size.width)};
-  PlainPixel(t, Colour(grid, col, row), RowChroma(grid, row), out);
+void BorderSpan(const T* src, ptrdiff_t srcStep, ImageSize size, int grid, int32_t row,
+                int32_t from, int32_t to, T* out) {
+  if (from >= to) return;
+  const T* up = src + Reflect(row - 1, size.height) * srcStep;
+  const T* mid = src + row * srcStep;
+  const T* down = src + Reflect(row + 1, size.height) * srcStep;
+  const int rowChroma = RowChroma(grid, row);
+  const int colour[2] = {Colour(grid, 0, row), Colour(grid, 1, row)};
+  for (int32_t col = from; col < to; ++col) {
+    const Taps<T> t{up, mid, down, Reflect(col - 1, size.width), col, Reflect(col + 1, size.width)};
+    PlainPixel(t, colour[col & 1], rowChroma, out + 3 * static_cast<ptrdiff_t>(col));
+  }
 }
 
 // The vector part of a row at this level: all its columns, or none.
@@ -138,20 +141,19 @@ void ownBayerBorder(const T* src, ImageSize size, ptrdiff_t srcStep, ImageRect r
         done = VectorSteps(rows, out + 3 * from, to - from, chromaFirst,
                            RowChroma(grid, row) == kRed ? 1 : 0, 0);
       }
-      for (int32_t col = rect.x; col < right; ++col) {
-        if (col == from && done != 0) col += done;
-        if (col >= right) break;
-        BorderPixel(src, srcStep, size, grid, col, row, out + 3 * col);
+      if (done == 0) {
+        BorderSpan(src, srcStep, size, grid, row, rect.x, right, out);
+      } else {
+        BorderSpan(src, srcStep, size, grid, row, rect.x, from, out);
+        BorderSpan(src, srcStep, size, grid, row, from + done, right, out);
       }
       continue;
     }
     const int32_t leftEnd = right < 2 ? right : 2;
-    for (int32_t col = rect.x; col < leftEnd; ++col) {
-      BorderPixel(src, srcStep, size, grid, col, row, out + 3 * col);
-    }
+    BorderSpan(src, srcStep, size, grid, row, rect.x, leftEnd, out);
     int32_t col = rect.x > 2 ? rect.x : 2;
     if (col < size.width - 2) col = size.width - 2;
-    for (; col < right; ++col) BorderPixel(src, srcStep, size, grid, col, row, out + 3 * col);
+    BorderSpan(src, srcStep, size, grid, row, col, right, out);
   }
 }
 
