@@ -10,7 +10,7 @@
 
 #include "demosaic/cfa_rows.h"
 
-#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
 #include "demosaic/cfa_simd.h"
 #endif
 
@@ -97,7 +97,7 @@ void BorderSpan(const T* src, ptrdiff_t srcStep, ImageSize size, int grid, int32
 // The vector part of a row at this level: all its columns, or none.
 template <class T>
 int VectorSteps(const T* const* rows, T* d, int width, int chromaFirst, int red, int directional) {
-#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
   if constexpr (sizeof(T) == 1) {
 #if NYX_LEVEL >= NYX_LEVEL_SSE41
     if ((ownWideForms() & kWideAvx2) != 0) {
@@ -217,7 +217,7 @@ Status CfaToRgb(const T* pSrc, ImageRect rect, ImageSize size, ptrdiff_t srcStep
 
 }  // namespace
 
-#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
 int ownBayerRow_8u(const uint8_t* const* rows, uint8_t* d, int width, int chromaFirst, int red,
                    int directional) {
   return RowSteps<W128>(rows, d, width, chromaFirst, red, directional);

@@ -1,6 +1,6 @@
-// Interior rows of the Bayer reconstruction in vector registers, written once over the register
-// width (W128, and W256 where AVX2 is compiled) and the sample type. Included by the level file
-// of the SSSE3 and SSE4.1 rows and by the AVX2 form of the SSE4.1 row.
+// Rows of the Bayer reconstruction in vector registers, written once over the register width
+// (W128, and W256 where AVX2 is compiled) and the sample type. Included by the level file of
+// the SSE3, SSSE3 and SSE4.1 rows and by the AVX2 form of the SSE4.1 row.
 //
 // Every lane computes every candidate of the rule and the site's colour picks among them, so a
 // step has no branches. Means of two are the processor's rounded average, (a + b + 1) >> 1
@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace nyx::NYX_TAG {
 namespace {
@@ -131,7 +132,7 @@ struct W128 {
       const V v = Select(at(tables.pick[k][2]), Select(at(tables.pick[k][1]), rr, gg), bb);
       _mm_storeu_si128(out + k, v);
     }
-#else
+#elif NYX_LEVEL >= NYX_LEVEL_SSSE3
     // Without a byte blend: three shuffles per output vector, merged by or.
     const auto& t = TablesOf<kBytes>().t;
     for (int k = 0; k < 3; ++k) {
@@ -139,6 +140,21 @@ struct W128 {
                         _mm_shuffle_epi8(g, _mm_load_si128(reinterpret_cast<const V*>(t[k][1])))),
                      _mm_shuffle_epi8(b, _mm_load_si128(reinterpret_cast<const V*>(t[k][2]))));
       _mm_storeu_si128(out + k, v);
+    }
+#else
+    // Without byte shuffles the three planes go through memory and are interleaved sample by
+    // sample.
+    constexpr int kLanes = 16 / kBytes;
+    using T = std::conditional_t<kBytes == 1, uint8_t, uint16_t>;
+    alignas(16) T planes[3][kLanes];
+    _mm_store_si128(reinterpret_cast<V*>(planes[0]), r);
+    _mm_store_si128(reinterpret_cast<V*>(planes[1]), g);
+    _mm_store_si128(reinterpret_cast<V*>(planes[2]), b);
+    T* o = reinterpret_cast<T*>(out);
+    for (int i = 0; i < kLanes; ++i) {
+      o[3 * i] = planes[0][i];
+      o[3 * i + 1] = planes[1][i];
+      o[3 * i + 2] = planes[2][i];
     }
 #endif
   }
