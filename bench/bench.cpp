@@ -173,6 +173,62 @@ const Entry kEntries[] = {
      OPENCV(f.srcMat.copyTo(f.dstMat)),
      LIBYUV(libyuv::CopyPlane(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
 #endif
+#if NYX_HAS_BGRToCbYCr422_8u_AC4C2R
+    // libyuv's ARGB is B, G, R, A in memory; its UYVY is Cb, Y, Cr, Y. The colour conversions'
+    // rows and peers each round in their own ways.
+    {"BGRToCbYCr422_8u_AC4C2R", 4, 2, 1, false, false,
+     NYX(BGRToCbYCr422_8u_AC4C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     LIBYUV(libyuv::ARGBToUYVY(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_CbYCr422ToBGR_8u_C2C4R
+    {"CbYCr422ToBGR_8u_C2C4R", 2, 4, 1, false, false,
+     NYX(CbYCr422ToBGR_8u_C2C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 255)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_YUV2BGRA_UYVY)),
+     LIBYUV(libyuv::UYVYToARGB(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_CbYCr422ToBGR_709HDTV_8u_C2C3R
+    // No peer converts 709 full-range 4:2:2 to three-byte BGR; the bound is the goal.
+    {"CbYCr422ToBGR_709HDTV_8u_C2C3R", 2, 3, 1, false, false,
+     NYX(CbYCr422ToBGR_709HDTV_8u_C2C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_BGRToCbYCr422_709HDTV_8u_AC4C2R
+    {"BGRToCbYCr422_709HDTV_8u_AC4C2R", 4, 2, 1, false, false,
+     NYX(BGRToCbYCr422_709HDTV_8u_AC4C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_BGRToCbYCr422_709HDTV_8u_C3C2R
+    {"BGRToCbYCr422_709HDTV_8u_C3C2R", 3, 2, 1, false, false,
+     NYX(BGRToCbYCr422_709HDTV_8u_C3C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_BGRToYCbCr422_8u_AC4C2R
+    // libyuv's YUY2 is Y, Cb, Y, Cr.
+    {"BGRToYCbCr422_8u_AC4C2R", 4, 2, 1, false, false,
+     NYX(BGRToYCbCr422_8u_AC4C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     LIBYUV(libyuv::ARGBToYUY2(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_BGRToYCbCr422_8u_C3C2R
+    {"BGRToYCbCr422_8u_C3C2R", 3, 2, 1, false, false,
+     NYX(BGRToYCbCr422_8u_C3C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr, nullptr, 0, 0,
+     true},
+#endif
+#if NYX_HAS_CbYCr422ToBGR_709HDTV_8u_C2C4R
+    {"CbYCr422ToBGR_709HDTV_8u_C2C4R", 2, 4, 1, false, false,
+     NYX(CbYCr422ToBGR_709HDTV_8u_C2C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 255)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_YCbCr422ToBGR_8u_C2C3R
+    {"YCbCr422ToBGR_8u_C2C3R", 2, 3, 1, false, false,
+     NYX(YCbCr422ToBGR_8u_C2C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_YUV2BGR_YUY2)), nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_YCbCr422ToBGR_8u_C2C4R
+    {"YCbCr422ToBGR_8u_C2C4R", 2, 4, 1, false, false,
+     NYX(YCbCr422ToBGR_8u_C2C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 255)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_YUV2BGRA_YUY2)),
+     LIBYUV(libyuv::YUY2ToARGB(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
 #if NYX_HAS_ResizeSqrPixel_8u_C4R
 // Whole image to whole image; the factors are the ratio of the sizes.
 #define RESIZE(sel)                                                                          \

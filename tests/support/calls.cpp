@@ -78,6 +78,14 @@ template <bool kInPlace>
   return {0, 0, a.size.width + a.extra.overhang, a.size.height + a.extra.overhang};
 }
 
+// The colour conversions check pointers, then the width against the kernel's least width.
+template <int32_t kLeastWidth>
+[[maybe_unused]] Status ExpectColour(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr) return StatusNullPointer;
+  if (a.size.width < kLeastWidth || a.size.height < 1) return StatusBadSize;
+  return StatusOk;
+}
+
 // (2, 1, 0) has its own kernel in the SSE3 level, (1, 1, 1) repeats an entry.
 const std::vector<Extra> kThreeEntryOrders = {Ordered("210", 2, 1, 0), Ordered("012", 0, 1, 2),
                                               Ordered("111", 1, 1, 1), Ordered("201", 2, 0, 1)};
@@ -96,6 +104,15 @@ const std::vector<Extra> kFillOrders = {
 [[maybe_unused]] const std::vector<Extra> kAxes = {Moded("horizontal", AxisHorizontal, 1, 2),
                                                    Moded("vertical", AxisVertical, 2, 1),
                                                    Moded("both", AxisBoth, 2, 2)};
+// The colour conversions: pairs from the first pixel, so Y-first orders need two pixels; the
+// fill is the alpha of the four-byte outputs. Their SIMD rows have an arithmetic of their own.
+[[maybe_unused]] Extra Colour(int32_t minWidth) {
+  Extra extra{"plain", {0, 0, 0, 0}, 0x5C, 0, false, 0, minWidth, 1};
+  extra.rowsDiffer = true;
+  return extra;
+}
+[[maybe_unused]] const std::vector<Extra> kFromPixel = {Colour(1)};
+[[maybe_unused]] const std::vector<Extra> kFromPair = {Colour(2)};
 // Non-temporal stores, non-temporal loads, both; bit 2 means nothing.
 [[maybe_unused]] const std::vector<Extra> kCopyFlags = {
     Moded("plain", 0), Moded("ntstore", 1), Moded("ntload", 2), Moded("both", 3), Moded("bit2", 4)};
@@ -226,6 +243,68 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
     "CopyManaged_8u_C1R", 1, 1, false, kCopyFlags,                                             \
         NYX_RUN(CopyManaged_8u_C1R(a.src, a.srcStep, a.dst, a.dstStep, a.size, a.extra.mode)), \
         ExpectCopy                                                                             \
+  }
+
+#define NYX_CALL_BGRToCbYCr422_8u_AC4C2R                                              \
+  Call {                                                                              \
+    "BGRToCbYCr422_8u_AC4C2R", 4, 2, false, kFromPixel,                               \
+        NYX_RUN(BGRToCbYCr422_8u_AC4C2R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<1>                                                               \
+  }
+#define NYX_CALL_BGRToCbYCr422_709HDTV_8u_AC4C2R                                              \
+  Call {                                                                                      \
+    "BGRToCbYCr422_709HDTV_8u_AC4C2R", 4, 2, false, kFromPixel,                               \
+        NYX_RUN(BGRToCbYCr422_709HDTV_8u_AC4C2R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<1>                                                                       \
+  }
+#define NYX_CALL_BGRToCbYCr422_709HDTV_8u_C3C2R                                              \
+  Call {                                                                                     \
+    "BGRToCbYCr422_709HDTV_8u_C3C2R", 3, 2, false, kFromPixel,                               \
+        NYX_RUN(BGRToCbYCr422_709HDTV_8u_C3C2R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<1>                                                                      \
+  }
+#define NYX_CALL_BGRToYCbCr422_8u_AC4C2R                                              \
+  Call {                                                                              \
+    "BGRToYCbCr422_8u_AC4C2R", 4, 2, false, kFromPair,                                \
+        NYX_RUN(BGRToYCbCr422_8u_AC4C2R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<2>                                                               \
+  }
+#define NYX_CALL_BGRToYCbCr422_8u_C3C2R                                              \
+  Call {                                                                             \
+    "BGRToYCbCr422_8u_C3C2R", 3, 2, false, kFromPair,                                \
+        NYX_RUN(BGRToYCbCr422_8u_C3C2R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<2>                                                              \
+  }
+#define NYX_CALL_CbYCr422ToBGR_8u_C2C4R                                                            \
+  Call {                                                                                           \
+    "CbYCr422ToBGR_8u_C2C4R", 2, 4, false, kFromPixel,                                             \
+        NYX_RUN(CbYCr422ToBGR_8u_C2C4R(a.src, a.srcStep, a.dst, a.dstStep, a.size, a.extra.fill)), \
+        ExpectColour<1>                                                                            \
+  }
+#define NYX_CALL_CbYCr422ToBGR_709HDTV_8u_C2C3R                                              \
+  Call {                                                                                     \
+    "CbYCr422ToBGR_709HDTV_8u_C2C3R", 2, 3, false, kFromPixel,                               \
+        NYX_RUN(CbYCr422ToBGR_709HDTV_8u_C2C3R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<1>                                                                      \
+  }
+#define NYX_CALL_CbYCr422ToBGR_709HDTV_8u_C2C4R                                            \
+  Call {                                                                                   \
+    "CbYCr422ToBGR_709HDTV_8u_C2C4R", 2, 4, false, kFromPixel,                             \
+        NYX_RUN(CbYCr422ToBGR_709HDTV_8u_C2C4R(a.src, a.srcStep, a.dst, a.dstStep, a.size, \
+                                               a.extra.fill)),                             \
+        ExpectColour<1>                                                                    \
+  }
+#define NYX_CALL_YCbCr422ToBGR_8u_C2C3R                                              \
+  Call {                                                                             \
+    "YCbCr422ToBGR_8u_C2C3R", 2, 3, false, kFromPair,                                \
+        NYX_RUN(YCbCr422ToBGR_8u_C2C3R(a.src, a.srcStep, a.dst, a.dstStep, a.size)), \
+        ExpectColour<2>                                                              \
+  }
+#define NYX_CALL_YCbCr422ToBGR_8u_C2C4R                                                            \
+  Call {                                                                                           \
+    "YCbCr422ToBGR_8u_C2C4R", 2, 4, false, kFromPair,                                              \
+        NYX_RUN(YCbCr422ToBGR_8u_C2C4R(a.src, a.srcStep, a.dst, a.dstStep, a.size, a.extra.fill)), \
+        ExpectColour<2>                                                                            \
   }
 
 #define NYX_RESIZE_CALL(name, bytes, channels, keep)                                        \
