@@ -76,6 +76,12 @@ struct Entry {
   int srcThirds = 0, dstThirds = 0;
   bool ownBytes = false;
   int planar = 0;  // kPlanarSource or kPlanarDestination: that side is 4:2:0 in three planes
+  // Bytes of a sample: 2 makes the OpenCV matrices 16-bit.
+  int sampleBytes = 1;
+  // A second OpenCV operation for the same job; the opencv column shows the faster one.
+  PeerRun opencvAlt = nullptr;
+  // False where the peers reconstruct by rules of their own: their bytes are not compared.
+  bool peersAlike = true;
 };
 
 constexpr int kPlanarSource = 1, kPlanarDestination = 2;
@@ -113,6 +119,13 @@ const cv::Mat& GammaFwdTable() {
     return lut;
   }();
   return table;
+}
+#endif
+
+#if NYX_HAS_CFAToRGB_8u_C1C3R || NYX_HAS_CFAToRGB_16u_C1C3R
+// The whole frame as the rectangle.
+ImageRect WholeOf(ImageSize size) {
+  return {0, 0, size.width, size.height};
 }
 #endif
 
@@ -309,6 +322,23 @@ const Entry kEntries[] = {
     {"GammaFwd_8u_AC4IR", 4, 4, 1, true, false, NYX(GammaFwd_8u_AC4IR(f.dst, f.dstStep, f.roi)),
      nullptr, nullptr},
 #endif
+#if NYX_HAS_CFAToRGB_8u_C1C3R
+    // The peers are OpenCV's bilinear and edge-aware reconstructions of the same grid; their
+    // rules are their own.
+    {"CFAToRGB_8u_C1C3R BGGR", 1, 3, 1, false, false,
+     NYX(CFAToRGB_8u_C1C3R(f.src, WholeOf(f.roi), f.roi, f.srcStep, f.dst, f.dstStep, BayerBGGR,
+                           0)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BayerBG2RGB)), nullptr, 0, 0, false, 0, 1,
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BayerBG2RGB_EA)), false},
+#endif
+#if NYX_HAS_CFAToRGB_16u_C1C3R
+    {"CFAToRGB_16u_C1C3R BGGR", 2, 6, 1, false, false,
+     NYX(CFAToRGB_16u_C1C3R(reinterpret_cast<const uint16_t*>(f.src), WholeOf(f.roi), f.roi,
+                            f.srcStep, reinterpret_cast<uint16_t*>(f.dst), f.dstStep, BayerBGGR,
+                            0)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BayerBG2RGB)), nullptr, 0, 0, false, 0, 2,
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BayerBG2RGB_EA)), false},
+#endif
     {nullptr, 0, 0, 0, false, false, nullptr, nullptr, nullptr},  // keeps the table non-empty
 };
 
@@ -426,6 +456,7 @@ struct Row {
   double generic = -1, chosen = -1, opencv = -1, libyuv = -1, bound = -1;
   Status status = StatusOk;  // of the first nyx call, if it failed
   std::string mismatch;      // who wrote other bytes than the generic row
+  std::string note;          // which OpenCV form the opencv column shows, where there are two
 };
 
 // Milliseconds with three significant digits in a fixed width, or "-".
@@ -491,10 +522,13 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
     if (e.planar == kPlanarDestination) dstBytes = pixels + pixels / 2;
   }
 #if NYX_BENCH_OPENCV
-  f.srcMat = cv::Mat(f.srcRoi.height, f.srcRoi.width, CV_8UC(e.inPlace ? e.dstBytes : e.srcBytes),
-                     f.src, static_cast<size_t>(f.srcStep));
-  f.dstMat = cv::Mat(f.dstRoi.height, f.dstRoi.width, CV_8UC(e.dstBytes), f.dst,
-                     static_cast<size_t>(f.dstStep));
+  const int depth = e.sampleBytes == 2 ? CV_16U : CV_8U;
+  const int srcChannels = (e.inPlace ? e.dstBytes : e.srcBytes) / e.sampleBytes;
+  f.srcMat = cv::Mat(f.srcRoi.height, f.srcRoi.width, CV_MAKETYPE(depth, srcChannels), f.src,
+                     static_cast<size_t>(f.srcStep));
+  f.dstMat =
+      cv::Mat(f.dstRoi.height, f.dstRoi.width, CV_MAKETYPE(depth, e.dstBytes / e.sampleBytes),
+              f.dst, static_cast<size_t>(f.dstStep));
 #endif
 
   Row row;
@@ -516,12 +550,12 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   SelectRow(chosenRow);
   e.nyx(f);
   if (differs(generic)) row.mismatch += "  ! rows differ";
-  if (e.opencv != nullptr) {
+  if (e.opencv != nullptr && e.peersAlike) {
     restart();
     e.opencv(f);
     if (differs(generic)) row.mismatch += "  ! opencv differs";
   }
-  if (e.libyuv != nullptr) {
+  if (e.libyuv != nullptr && e.peersAlike) {
     restart();
     e.libyuv(f);
     if (differs(generic)) row.mismatch += "  ! libyuv differs";
@@ -533,6 +567,13 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   row.chosen = MedianMs([&] { e.nyx(f); }, budgetMs);
   SelectRow(0);
   if (e.opencv != nullptr) row.opencv = MedianMs([&] { e.opencv(f); }, budgetMs);
+  if (e.opencvAlt != nullptr) {
+    const double alt = MedianMs([&] { e.opencvAlt(f); }, budgetMs);
+    if (row.opencv < 0 || alt < row.opencv) {
+      row.opencv = alt;
+      row.note = "  (opencv: second form)";
+    }
+  }
   if (e.libyuv != nullptr) row.libyuv = MedianMs([&] { e.libyuv(f); }, budgetMs);
 
   const auto pixels = [](ImageSize s) {
@@ -619,10 +660,10 @@ int main(int argc, char** argv) {
       double peer = -1;
       for (double t : {r.opencv, r.libyuv, e.boundIsPeer ? r.bound : -1.0})
         if (t >= 0 && (peer < 0 || t < peer)) peer = t;
-      std::printf("%-28s %-10s %9s %9s %9s %9s %9s %8s %9s%s\n", e.name, dims,
+      std::printf("%-28s %-10s %9s %9s %9s %9s %9s %8s %9s%s%s\n", e.name, dims,
                   Ms(r.generic).c_str(), Ms(r.chosen).c_str(), Ms(r.opencv).c_str(),
                   Ms(r.libyuv).c_str(), Ms(r.bound).c_str(), Ratio(peer, r.chosen).c_str(),
-                  Ratio(r.bound, r.chosen).c_str(), r.mismatch.c_str());
+                  Ratio(r.bound, r.chosen).c_str(), r.mismatch.c_str(), r.note.c_str());
       std::fflush(stdout);
       ++shown;
     }

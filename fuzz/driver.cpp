@@ -253,7 +253,11 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   args.srcSize = test::SourceSize(call, args.extra, args.size);
   args.srcStep = DecodeStep(in, int64_t{args.srcSize.width} * call.srcBytes);
   args.dstStep = DecodeStep(in, int64_t{args.size.width} * call.dstBytes);
-  const int srcMisalign = in.Byte() % 64, dstMisalign = in.Byte() % 64;
+  // 16-bit forms take whole-sample steps and aligned images.
+  args.srcStep &= -call.sampleBytes;
+  args.dstStep &= -call.sampleBytes;
+  const int srcMisalign = in.Byte() % 64 & -call.sampleBytes;
+  const int dstMisalign = in.Byte() % 64 & -call.sampleBytes;
   if (call.sourceSize == nullptr) args.extra = DecodeExtra(in, call);
   std::mt19937 rng(static_cast<uint32_t>(in.Int32()));
 
@@ -267,7 +271,8 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   const Status expected = call.expected(args);
 
   // A call that must fail gets small buffers: it may touch none of their bytes.
-  const int32_t lead = test::SourceLead(args.extra);
+  // A lead of whole samples keeps a 16-bit source aligned.
+  const int32_t lead = (test::SourceLead(args.extra) + call.sampleBytes - 1) & -call.sampleBytes;
   Span srcSpan{0, 64}, dstSpan{0, 64};
   if (expected == StatusOk) {
     srcSpan = call.inPlace ? Span{0, 0} : Reach(args.srcSize, args.srcStep, call.srcBytes, lead);

@@ -16,12 +16,13 @@ namespace nyx::test {
 namespace {
 
 // Odd widths walk every tail length of the SIMD kernels; the wide ones run their main loops
-// and the alignment prologues.
-std::vector<ImageSize> Sizes() {
+// and the alignment prologues. Forms that need two rows get rows enough for an interior too.
+std::vector<ImageSize> Sizes(const Extra& extra) {
   std::vector<ImageSize> sizes;
   for (int32_t width = 1; width <= 67; width += 2) {
     sizes.push_back({width, 1});
     sizes.push_back({width, 3});
+    if (extra.minHeight > 1) sizes.push_back({width + 1, 6});
   }
   sizes.push_back({1000, 2});
   sizes.push_back({4099, 3});
@@ -34,11 +35,14 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
   const Call& call = Calls()[GetParam()];
   std::mt19937 rng(20240601);
   for (const Extra& extra : call.extras) {
-    for (const ImageSize size : Sizes()) {
+    for (const ImageSize size : Sizes(extra)) {
       if (size.width < extra.minWidth || size.height < extra.minHeight) continue;
       // Equal paddings keep source and destination rows in step; unequal ones shift their
       // alignments against each other from row to row.
-      for (const auto& [srcPad, dstPad] : {std::pair{0, 0}, {13, 13}, {0, 13}, {13, 5}}) {
+      // Steps of 16-bit forms stay whole samples.
+      for (auto [srcPad, dstPad] : {std::pair{0, 0}, {13, 13}, {0, 13}, {13, 5}}) {
+        srcPad *= call.sampleBytes;
+        dstPad *= call.sampleBytes;
         for (const GuardSide side : {GuardSide::kAfter, GuardSide::kBefore}) {
           // Sources (padded by srcPad) and destinations (by dstPad): one image each, or the
           // three planes of a 4:2:0 side.

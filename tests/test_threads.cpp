@@ -67,7 +67,7 @@ std::vector<Job> Jobs() {
                 {},    {}};
         job.specs = ImagesOf(call, job.args);
         for (const ImageSpec& spec : job.specs) {
-          const int32_t step = spec.size.width * spec.pixelBytes + (spec.written ? 3 : 5);
+          const int32_t step = spec.size.width * spec.pixelBytes + (spec.written ? 3 : 5) * call.sampleBytes;
           const int32_t lead = spec.slot == Slot::kSrc ? SourceLead(extra) : 0;
           std::vector<uint8_t> bytes(lead + static_cast<size_t>(step) * spec.size.height);
           for (uint8_t& b : bytes) b = static_cast<uint8_t>(rng());

@@ -20,6 +20,12 @@ Extra Moded(const char* label, int32_t mode, int32_t minWidth = 1, int32_t minHe
   return {label, {0, 0, 0, 0}, 0, mode, false, 0, minWidth, minHeight};
 }
 
+Extra Grid(const char* label, int32_t grid, int32_t overhang) {
+  Extra extra{label, {0, 0, 0, 0}, 0, grid, false, 0, 2, 2};
+  extra.overhang = overhang;
+  return extra;
+}
+
 const int32_t* OrderOf(const Args& a) {
   return a.extra.nullArray ? nullptr : a.extra.order;
 }
@@ -55,6 +61,21 @@ template <bool kInPlace>
   if (a.src == nullptr || a.dst == nullptr) return StatusNullPointer;
   if (a.size.width < 1 || a.size.height < 1) return StatusBadSize;
   return StatusOk;
+}
+
+// A mosaic of at least 2 by 2; the grid is the only argument that is checked after the sizes.
+[[maybe_unused]] Status ExpectMosaic(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr) return StatusNullPointer;
+  if (a.size.width < 2 || a.size.height < 2) return StatusBadSize;
+  const int32_t grid = a.extra.mode;
+  if (grid != BayerBGGR && grid != BayerRGGB && grid != BayerGBRG && grid != BayerGRBG) {
+    return StatusBadArgument;
+  }
+  return StatusOk;
+}
+
+[[maybe_unused]] ImageRect RectOf(const Args& a) {
+  return {0, 0, a.size.width + a.extra.overhang, a.size.height + a.extra.overhang};
 }
 
 // The colour conversions check pointers, then the width against the kernel's least width.
@@ -95,6 +116,11 @@ const std::vector<Extra> kFillOrders = {
 // Non-temporal stores, non-temporal loads, both; bit 2 means nothing.
 [[maybe_unused]] const std::vector<Extra> kCopyFlags = {
     Moded("plain", 0), Moded("ntstore", 1), Moded("ntload", 2), Moded("both", 3), Moded("bit2", 4)};
+
+// Every grid, two with a rectangle that overhangs the image.
+[[maybe_unused]] const std::vector<Extra> kGrids = {
+    Grid("BGGR", BayerBGGR, 0), Grid("RGGB", BayerRGGB, 3), Grid("GBRG", BayerGBRG, 0),
+    Grid("GRBG", BayerGRBG, 1)};
 
 // The scaler: the destination region is the whole destination image, and the source image is
 // the region over the factor, rounded up, so that the scaled source covers it.
@@ -302,6 +328,21 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
         {Resized("linear x0.5", 2, 0.5, false), Resized("lanczos x3", 16, 3, false), \
          Resized("super x0.3", 8, 0.3, false)},                                      \
         NYX_RUN(BufSizeInto(a, ResizeGetBufSize)), ExpectBufSize, ResizeSource       \
+  }
+#define NYX_CALL_CFAToRGB_8u_C1C3R                                                       \
+  Call {                                                                                 \
+    "CFAToRGB_8u_C1C3R", 1, 3, false, kGrids,                                            \
+        NYX_RUN(CFAToRGB_8u_C1C3R(a.src, RectOf(a), a.size, a.srcStep, a.dst, a.dstStep, \
+                                  a.extra.mode, 0)),                                     \
+        ExpectMosaic, nullptr, nullptr, Planar::kNone, 1                                 \
+  }
+#define NYX_CALL_CFAToRGB_16u_C1C3R                                                             \
+  Call {                                                                                        \
+    "CFAToRGB_16u_C1C3R", 2, 6, false, kGrids,                                                  \
+        NYX_RUN(CFAToRGB_16u_C1C3R(reinterpret_cast<const uint16_t*>(a.src), RectOf(a), a.size, \
+                                   a.srcStep, reinterpret_cast<uint16_t*>(a.dst), a.dstStep,    \
+                                   a.extra.mode, 0)),                                           \
+        ExpectMosaic, nullptr, nullptr, Planar::kNone, 2                                        \
   }
 
 // 4:2:0 repacking: null planes (in order), the packed pointer, then a size below 2 by 2.

@@ -15,12 +15,12 @@
 namespace nyx::test {
 
 // The operation-specific arguments of one call: an order array (with the fill value of the
-// three-to-four form), a mirror axis or copy flags. Unused fields stay zero.
+// three-to-four form), a mirror axis, copy flags or a mosaic grid. Unused fields stay zero.
 struct Extra {
   const char* label;
   int32_t order[4];
   uint8_t fill;
-  int32_t mode;      // mirror axis or managed-copy flags
+  int32_t mode;      // mirror axis, managed-copy flags or mosaic grid
   bool nullArray;    // pass a null order array
   uint8_t keep;      // bit k set: destination byte k of every pixel must stay as it was
   int32_t minWidth;  // the smallest region these arguments accept
@@ -30,6 +30,10 @@ struct Extra {
   int32_t selector = 0;
   double factor = 0;
   bool rowsDiffer = false;
+  // Forms that take a source rectangle in a whole image: the image is the region, and the
+  // rectangle starts at its origin and reaches this many pixels past its right and bottom
+  // edges, which the function clips away.
+  int32_t overhang = 0;
 };
 
 // The arguments of one call. In-place forms take dst and dstStep as their one image; the planar
@@ -65,6 +69,8 @@ struct Call {
   ImageSize (*sourceSize)(const Extra&, ImageSize) = nullptr;
   int32_t (*scratchBytes)(const Args&) = nullptr;
   Planar planar = Planar::kNone;
+  // Bytes of a sample: steps of 16-bit forms are whole samples, and their images aligned.
+  int sampleBytes = 1;
 };
 
 // Where an image goes in the arguments: the source, the destination, or plane k of a planar side.
