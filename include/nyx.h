@@ -1,4 +1,5 @@
-/* nyx: image and video pixel primitives for x86.
+/** \file nyx.h
+ * nyx: image and video pixel primitives for x86.
  *
  * Every primitive takes raw pointers to the caller's pixel memory, row steps in bytes, a region
  * and a few numbers, runs on the calling thread and returns a Status. Nothing is allocated that
@@ -26,7 +27,7 @@ extern "C" {
 
 /* ---- Result codes ---------------------------------------------------------------------- */
 
-/* Zero is success, negative an error (nothing useful produced), positive a warning or
+/** Zero is success, negative an error (nothing useful produced), positive a warning or
  * "nothing to do". The values are fixed, gaps included. */
 typedef int32_t Status;
 
@@ -59,13 +60,13 @@ enum {
 
 /* ---- Image description ------------------------------------------------------------------ */
 
-/* A region in pixels. Steps stay those of the whole image and are counted in bytes. */
+/** A region in pixels. Steps stay those of the whole image and are counted in bytes. */
 typedef struct {
   int32_t width;
   int32_t height;
 } ImageSize;
 
-/* A rectangle inside a whole image, in pixels; used where the function clips it itself. */
+/** A rectangle inside a whole image, in pixels; used where the function clips it itself. */
 typedef struct {
   int32_t x;
   int32_t y;
@@ -79,7 +80,7 @@ enum { AxisHorizontal = 0, AxisVertical = 1, AxisBoth = 2 };
 
 enum { BayerBGGR = 0, BayerRGGB = 1, BayerGBRG = 2, BayerGRBG = 3 };
 
-/* Interpolation selector: the low 30 bits choose the kernel, the top two bits are flags. */
+/** Interpolation selector: the low 30 bits choose the kernel, the top two bits are flags. */
 enum {
   InterNearest = 1,
   InterLinear = 2,
@@ -95,17 +96,17 @@ enum {
 
 /* ---- Variant dispatch -------------------------------------------------------------------- */
 
-/* Rows of every dispatch table: 0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1. */
+/** Rows of every dispatch table: 0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1. */
 #define NYX_VARIANT_COUNT 4
 
-/* The row every dispatcher reads on each call; set only by the two init functions. */
+/** The row every dispatcher reads on each call; set only by the two init functions. */
 NYX_API extern int32_t nyxJumpIndexForMergedLibs;
-/* Written by the init functions alongside it; nothing reads it. */
+/** Written by the init functions alongside it; nothing reads it. */
 NYX_API extern int32_t nyxJumpIndexForMergedLibsLP;
 
-/* Chooses the row from the processor's features. StatusOtherVendor keeps the choice made. */
+/** Chooses the row from the processor's features. StatusOtherVendor keeps the choice made. */
 NYX_API Status nyxStaticInit(void);
-/* Forces a row from a processor code (0 or 0xFFFFFFFF: generic; 32, 66: SSE3; 33, 34, 67,
+/** Forces a row from a processor code (0 or 0xFFFFFFFF: generic; 32, 66: SSE3; 33, 34, 67,
  * 36: SSSE3; 35, 37, 38, 68, 69: SSE4.1); StatusBadCpuSelector leaves the index as it was. */
 NYX_API Status nyxStaticInitCpu(uint32_t cpu);
 
@@ -114,7 +115,7 @@ NYX_API void tessel_nyx_unload(void);
 
 /* ---- Processor features and cache ---------------------------------------------------------- */
 
-/* Feature mask bits. */
+/** Feature mask bits. */
 #define NYX_CPU_MMX (1u << 0)
 #define NYX_CPU_SSE (1u << 1)
 #define NYX_CPU_SSE2 (1u << 2)
@@ -128,7 +129,7 @@ NYX_API void tessel_nyx_unload(void);
 #define NYX_CPU_AES (1u << 10)
 #define NYX_CPU_CLMUL (1u << 11)
 
-/* Storing the little-endian word "askleafs" in *mask before the call makes the call run CPUID
+/** Storing the little-endian word "askleafs" in *mask before the call makes the call run CPUID
  * with registers[0] as leaf and registers[2] as subleaf into registers. */
 NYX_API Status nyxGetCpuFeatures(uint64_t* mask, uint32_t* registers);
 NYX_API Status nyxGetMaxCacheSizeB(int32_t* size);
@@ -151,7 +152,7 @@ NYX_API int32_t nyx_get_cores_on_die(void);
 NYX_API int32_t nyx_is_reference_vendor(void);
 NYX_API uint64_t nyx_get_cpu_counter(void);
 
-/* The processor identification record filled by nyx_get_cpu_ident. */
+/** The processor identification record filled by nyx_get_cpu_ident. */
 typedef struct {
   uint32_t family;
   uint32_t stepping;
@@ -182,7 +183,7 @@ NYX_API void nyx_get_cpu_ident(CpuIdent* ident);
 
 /* ---- Aligned memory ------------------------------------------------------------------------ */
 
-/* 32-byte aligned block of len bytes, or null for len below 1 or a failing allocator. */
+/** 32-byte aligned block of len bytes, or null for len below 1 or a failing allocator. */
 NYX_API void* nyxMalloc(int32_t len);
 NYX_API void nyxFree(void* ptr);
 
@@ -214,6 +215,12 @@ NYX_API int32_t nyx_isnan(double value);
 NYX_API int32_t nyx_finite(double value);
 
 /* ---- Primitives ------------------------------------------------------------------------------ */
+
+/** \def NYX_DECLARE_PRIMITIVE
+ * Expands one line of the list in nyx_functions.h into the primitive's declarations: the short
+ * name `<name>`, the full-name dispatcher `nyxi<name>` with the same parameters, the function
+ * pointer type `nyxi<name>_fn` and the dispatch table `nyxi<name>_arraddr`, one entry a processor
+ * row. Each primitive's arguments, statuses and row differences are on its family's page. */
 
 #include "nyx_functions.h"
 

@@ -1,15 +1,18 @@
-/* The exported primitives of nyx, one line each.
+/** \file nyx_functions.h
+ * The exported primitives of nyx, one line each.
  *
  * This list is the single source of the interface: the prototypes in nyx.h, the full-name
- * dispatchers nyxi<name>, their tables nyxi<name>_arraddr and the short names <name> are all
+ * dispatchers `nyxi<name>`, their tables `nyxi<name>_arraddr` and the short names `<name>` are all
  * expanded from it. Adding a primitive to the library is adding its line here and defining
- * nyxi<name> in every processor level.
+ * `nyxi<name>` in every processor level.
  *
- * X(short name, parameter list, argument list)
+ * `X(short name, parameter list, argument list)`
  */
 #ifndef NYX_FUNCTIONS_H
 #define NYX_FUNCTIONS_H
 
+/** \def NYX_FUNCTIONS
+ * The list itself: calls X(short name, parameter list, argument list) once per primitive. */
 #define NYX_FUNCTIONS(X)                                                                         \
   X(SwapChannels_8u_C3R,                                                                         \
     (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize,    \
