@@ -42,6 +42,24 @@
   X(CopyManaged_8u_C1R,                                                                       \
     (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
      int32_t flags),                                                                          \
-    (pSrc, srcStep, pDst, dstStep, roiSize, flags))
+    (pSrc, srcStep, pDst, dstStep, roiSize, flags))                                           \
+  X(QualityIndex_8u32f_C1R,                                                                   \
+    (const uint8_t* pSrc1, int32_t src1Step, const uint8_t* pSrc2, int32_t src2Step,          \
+     ImageSize roiSize, float* pResult),                                                      \
+    (pSrc1, src1Step, pSrc2, src2Step, roiSize, pResult))                                     \
+  X(QualityIndex_8u32f_C3R,                                                                   \
+    (const uint8_t* pSrc1, int32_t src1Step, const uint8_t* pSrc2, int32_t src2Step,          \
+     ImageSize roiSize, float* pResult),                                                      \
+    (pSrc1, src1Step, pSrc2, src2Step, roiSize, pResult))                                     \
+  X(QualityIndex_8u32f_AC4R,                                                                  \
+    (const uint8_t* pSrc1, int32_t src1Step, const uint8_t* pSrc2, int32_t src2Step,          \
+     ImageSize roiSize, float* pResult),                                                      \
+    (pSrc1, src1Step, pSrc2, src2Step, roiSize, pResult))                                     \
+  X(ImageJaehne_8u_AC4R, (uint8_t * pDst, int32_t dstStep, ImageSize roiSize),                \
+    (pDst, dstStep, roiSize))                                                                 \
+  X(ImageRamp_8u_AC4R,                                                                        \
+    (uint8_t * pDst, int32_t dstStep, ImageSize roiSize, float offset, float slope,           \
+     int32_t axis),                                                                           \
+    (pDst, dstStep, roiSize, offset, slope, axis))
 
 #endif /* NYX_FUNCTIONS_H */

@@ -53,6 +53,28 @@ template <bool kInPlace>
   return StatusOk;
 }
 
+// Step before size, unlike the rule elsewhere.
+[[maybe_unused]] Status ExpectPattern(const Args& a) {
+  if (a.dst == nullptr) return StatusNullPointer;
+  if (a.dstStep < 1) return StatusBadStep;
+  if (a.size.width < 1 || a.size.height < 1) return StatusBadSize;
+  return StatusOk;
+}
+
+[[maybe_unused]] Status ExpectQuality(const Args& a) {
+  if (a.src == nullptr || a.src2 == nullptr || a.result == nullptr) return StatusNullPointer;
+  if (a.size.width < 1 || a.size.height < 1) return StatusBadSize;
+  if (a.srcStep < 1 || a.src2Step < 1) return StatusBadStep;
+  return StatusOk;
+}
+
+Extra Ramp(const char* label, int32_t axis, float offset, float slope) {
+  Extra extra = Moded(label, axis);
+  extra.offset = offset, extra.slope = slope, extra.allocates = axis == AxisHorizontal;
+  extra.keep = axis == AxisHorizontal || axis == AxisVertical || axis == AxisBoth ? 0x8 : 0xF;
+  return extra;
+}
+
 // (2, 1, 0) has its own kernel in the SSE3 level, (1, 1, 1) repeats an entry.
 const std::vector<Extra> kThreeEntryOrders = {Ordered("210", 2, 1, 0), Ordered("012", 0, 1, 2),
                                               Ordered("111", 1, 1, 1), Ordered("201", 2, 0, 1)};
@@ -74,6 +96,16 @@ const std::vector<Extra> kFillOrders = {
 // Non-temporal stores, non-temporal loads, both; bit 2 means nothing.
 [[maybe_unused]] const std::vector<Extra> kCopyFlags = {
     Moded("plain", 0), Moded("ntstore", 1), Moded("ntload", 2), Moded("both", 3), Moded("bit2", 4)};
+
+// A region of one pixel has no variance: the index is not a number, so they start at two.
+[[maybe_unused]] const std::vector<Extra> kQuality = {
+    {"plain", {0, 0, 0, 0}, 0, 0, false, 0, 2, 1, 0.0f, 0.0f, true}};
+[[maybe_unused]] const std::vector<Extra> kZonePlate = {
+    {"zoneplate", {0, 0, 0, 0}, 0, 0, false, 0x8, 1, 1}};
+// The fourth byte of every pixel is never written. Axis 7 writes nothing at all.
+[[maybe_unused]] const std::vector<Extra> kRamps = {
+    Ramp("horizontal", AxisHorizontal, 3.25f, 1.5f), Ramp("vertical", AxisVertical, 300.0f, -2.0f),
+    Ramp("both", AxisBoth, -1.0f, 0.75f), Ramp("axis7", 7, 0.0f, 1.0f)};
 
 #define NYX_RUN(call) [](const Args& a) -> Status { return call; }
 
@@ -129,6 +161,28 @@ const std::vector<Extra> kFillOrders = {
     "CopyManaged_8u_C1R", 1, 1, false, kCopyFlags,                                             \
         NYX_RUN(CopyManaged_8u_C1R(a.src, a.srcStep, a.dst, a.dstStep, a.size, a.extra.mode)), \
         ExpectCopy                                                                             \
+  }
+
+#define NYX_CALL_QUALITY(name, channelBytes, results)                                         \
+  Call {                                                                                      \
+#name, channelBytes, 0, false, kQuality,                                                  \
+        NYX_RUN(name(a.src, a.srcStep, a.src2, a.src2Step, a.size, a.result)), ExpectQuality, \
+        true, results, false                                                                  \
+  }
+#define NYX_CALL_QualityIndex_8u32f_C1R NYX_CALL_QUALITY(QualityIndex_8u32f_C1R, 1, 1)
+#define NYX_CALL_QualityIndex_8u32f_C3R NYX_CALL_QUALITY(QualityIndex_8u32f_C3R, 3, 3)
+#define NYX_CALL_QualityIndex_8u32f_AC4R NYX_CALL_QUALITY(QualityIndex_8u32f_AC4R, 4, 3)
+#define NYX_CALL_ImageJaehne_8u_AC4R                                          \
+  Call {                                                                      \
+    "ImageJaehne_8u_AC4R", 0, 4, false, kZonePlate,                           \
+        NYX_RUN(ImageJaehne_8u_AC4R(a.dst, a.dstStep, a.size)), ExpectPattern \
+  }
+#define NYX_CALL_ImageRamp_8u_AC4R                                                         \
+  Call {                                                                                   \
+    "ImageRamp_8u_AC4R", 0, 4, false, kRamps,                                              \
+        NYX_RUN(ImageRamp_8u_AC4R(a.dst, a.dstStep, a.size, a.extra.offset, a.extra.slope, \
+                                  a.extra.mode)),                                          \
+        ExpectPattern                                                                      \
   }
 
 // A primitive on the list without an entry above fails here, by design.

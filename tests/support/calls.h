@@ -15,7 +15,7 @@
 namespace nyx::test {
 
 // The operation-specific arguments of one call: an order array (with the fill value of the
-// three-to-four form), a mirror axis or copy flags. Unused fields stay zero.
+// three-to-four form), a mirror axis, copy flags or a ramp. Unused fields stay zero.
 struct Extra {
   const char* label;
   int32_t order[4];
@@ -25,9 +25,13 @@ struct Extra {
   uint8_t keep;      // bit k set: destination byte k of every pixel must stay as it was
   int32_t minWidth;  // the smallest region these arguments accept
   int32_t minHeight;
+  float offset = 0.0f;  // ramp offset and slope; the ramp's axis is `mode`
+  float slope = 0.0f;
+  bool allocates = false;  // the call takes scratch from the allocator
 };
 
-// The arguments of one call. In-place forms take dst and dstStep as their one image.
+// The arguments of one call. In-place forms take dst and dstStep as their one image; generators
+// take dst alone; comparisons of two images read src and src2 and write their floats to result.
 struct Args {
   const uint8_t* src;
   int32_t srcStep;
@@ -35,18 +39,26 @@ struct Args {
   int32_t dstStep;
   ImageSize size;
   Extra extra;
+  const uint8_t* src2 = nullptr;
+  int32_t src2Step = 0;
+  float* result = nullptr;
 };
 
 struct Call {
   const char* name;
-  int srcBytes;  // bytes of a source pixel (for in-place forms, of the image)
-  int dstBytes;  // bytes of a destination pixel
+  int srcBytes;  // bytes of a source pixel (for in-place forms, of the image); 0: no source
+  int dstBytes;  // bytes of a destination pixel; 0: no destination image
   bool inPlace;
   std::vector<Extra> extras;  // legal argument sets worth covering, each with its own minimum
   Status (*run)(const Args&);
   // The documented outcome of the argument checks: the first failing check's status in the
   // function's own order, or StatusOk.
   Status (*expected)(const Args&);
+  // Comparisons: a second source of srcBytes pixels and `results` floats out, whose last bits
+  // may differ from row to row (rowsAgree false) as the summation order does.
+  bool twoSources = false;
+  int results = 0;
+  bool rowsAgree = true;
 };
 
 // Every exported primitive, in the order of the list.
