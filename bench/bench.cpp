@@ -40,13 +40,16 @@
 namespace {
 
 // The buffers of one measurement: a packed source and destination of the entry's layouts.
-// In-place entries work on dst.
+// In-place entries work on dst; comparisons read src and src2 (the second image right after the
+// first) and write float results; generators write dst alone.
 struct Frame {
   uint8_t* src;
   int32_t srcStep;
   uint8_t* dst;
   int32_t dstStep;
   ImageSize roi;
+  const uint8_t* src2;
+  mutable float result[4];  // written through the const Frame that nyx lambdas take
 #if NYX_BENCH_OPENCV
   cv::Mat srcMat;
   cv::Mat dstMat;
@@ -66,6 +69,7 @@ struct Entry {
   NyxRun nyx;
   PeerRun opencv;
   PeerRun libyuv;
+  int sources = 1;  // comparisons read two images of srcBytes per pixel
 };
 
 #if NYX_BENCH_OPENCV
@@ -153,6 +157,34 @@ const Entry kEntries[] = {
      NYX(CopyManaged_8u_C1R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 2)),
      OPENCV(f.srcMat.copyTo(f.dstMat)),
      LIBYUV(libyuv::CopyPlane(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+#if NYX_HAS_QualityIndex_8u32f_C3R
+    // Both images read once, nothing written but three floats: the bound is a copy of one image.
+    // The rows' summation orders differ, so their results do too, by design.
+    {"QualityIndex_8u32f_C3R", 3, 0, 1, false, false,
+     NYX(QualityIndex_8u32f_C3R(f.src, f.srcStep, f.src2, f.srcStep, f.roi, f.result)), nullptr,
+     nullptr, 2},
+#endif
+#if NYX_HAS_QualityIndex_8u32f_C1R
+    {"QualityIndex_8u32f_C1R", 1, 0, 1, false, false,
+     NYX(QualityIndex_8u32f_C1R(f.src, f.srcStep, f.src2, f.srcStep, f.roi, f.result)), nullptr,
+     nullptr, 2},
+#endif
+#if NYX_HAS_QualityIndex_8u32f_AC4R
+    {"QualityIndex_8u32f_AC4R", 4, 0, 1, false, false,
+     NYX(QualityIndex_8u32f_AC4R(f.src, f.srcStep, f.src2, f.srcStep, f.roi, f.result)), nullptr,
+     nullptr, 2},
+#endif
+#if NYX_HAS_ImageJaehne_8u_AC4R
+    // A test tool, one sine per pixel; no peer draws the same pattern.
+    {"ImageJaehne_8u_AC4R", 0, 4, 1, false, false,
+     NYX(ImageJaehne_8u_AC4R(f.dst, f.dstStep, f.roi)), nullptr, nullptr},
+#endif
+#if NYX_HAS_ImageRamp_8u_AC4R
+    {"ImageRamp_8u_AC4R axis 0", 0, 4, 1, false, false,
+     NYX(ImageRamp_8u_AC4R(f.dst, f.dstStep, f.roi, 0.0f, 0.1f, AxisHorizontal)), nullptr, nullptr},
+    {"ImageRamp_8u_AC4R axis 2", 0, 4, 1, false, false,
+     NYX(ImageRamp_8u_AC4R(f.dst, f.dstStep, f.roi, 0.0f, 0.001f, AxisBoth)), nullptr, nullptr},
 #endif
     {nullptr, 0, 0, 0, false, false, nullptr, nullptr, nullptr},  // keeps the table non-empty
 };
@@ -315,12 +347,18 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   f.dst = dst.data;
   f.srcStep = f.roi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
   f.dstStep = f.roi.width * e.dstBytes;
+  f.src2 = f.src + static_cast<size_t>(f.srcStep) * static_cast<size_t>(f.roi.height);
   const size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.roi.height);
 #if NYX_BENCH_OPENCV
-  f.srcMat = cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.inPlace ? e.dstBytes : e.srcBytes), f.src,
-                     static_cast<size_t>(f.srcStep));
-  f.dstMat =
-      cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.dstBytes), f.dst, static_cast<size_t>(f.dstStep));
+  const int srcChannels = e.inPlace ? e.dstBytes : e.srcBytes;
+  if (srcChannels > 0) {
+    f.srcMat = cv::Mat(f.roi.height, f.roi.width, CV_8UC(srcChannels), f.src,
+                       static_cast<size_t>(f.srcStep));
+  }
+  if (e.dstBytes > 0) {
+    f.dstMat = cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.dstBytes), f.dst,
+                       static_cast<size_t>(f.dstStep));
+  }
 #endif
 
   Row row;
@@ -362,7 +400,7 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   if (e.libyuv != nullptr) row.libyuv = MedianMs([&] { e.libyuv(f); }, budgetMs);
 
   const size_t pixels = static_cast<size_t>(f.roi.width) * static_cast<size_t>(f.roi.height);
-  const size_t boundBytes = pixels * static_cast<size_t>(e.srcBytes + e.dstBytes) / 2;
+  const size_t boundBytes = pixels * static_cast<size_t>(e.srcBytes * e.sources + e.dstBytes) / 2;
   // In place the bound moves the bytes within one buffer, so that it has the same working set.
   void* (*const copy)(void*, const void*, size_t) = e.inPlace ? std::memmove : std::memcpy;
   const uint8_t* const from = e.inPlace ? boundDst.data + 64 : boundSrc.data;
@@ -406,7 +444,7 @@ int main(int argc, char** argv) {
     for (const ImageSize& size : kSizes)
       frameBytes = std::max(frameBytes, static_cast<size_t>(size.width) * e.widthScale *
                                                 static_cast<size_t>(size.height) *
-                                                std::max(e.srcBytes, e.dstBytes) +
+                                                std::max(e.srcBytes * e.sources, e.dstBytes) +
                                             64);
   Buffer src(frameBytes), dst(frameBytes), boundSrc(frameBytes), boundDst(frameBytes);
 

@@ -45,8 +45,10 @@ void AccumulateRow(const float* fa, const float* fb, int64_t R, int32_t width, i
   }
 }
 
-// The SSE4.1 row hands whole rows to its 256-bit form where the processor has one; the form
-// keeps the row's order, and the scratch rows are 16-byte aligned, so no alignment head arises.
+// The SSE4.1 row hands whole rows to its 256-bit form where the processor has one. The form keeps
+// each row's order as the pipeline runs it here (the scratch rows are 16-byte aligned, so no
+// alignment head arises) and works from the packed rows; the scratch is still taken, so that
+// running out of memory answers the same at every width.
 bool WideForm() {
 #if NYX_LEVEL == NYX_LEVEL_SSE41
   return (ownWideForms() & kWideAvx2) != 0;
@@ -55,13 +57,14 @@ bool WideForm() {
 #endif
 }
 
-void WideRow([[maybe_unused]] const uint8_t* pa, [[maybe_unused]] const uint8_t* pb,
-             [[maybe_unused]] int64_t stride, [[maybe_unused]] int32_t width,
-             [[maybe_unused]] int channels, [[maybe_unused]] const float* meanA,
-             [[maybe_unused]] const float* meanB, [[maybe_unused]] Accumulators& acc) {
+void WideRows([[maybe_unused]] const uint8_t* pSrc1, [[maybe_unused]] int32_t src1Step,
+              [[maybe_unused]] const uint8_t* pSrc2, [[maybe_unused]] int32_t src2Step,
+              [[maybe_unused]] ImageSize roiSize, [[maybe_unused]] int layout,
+              [[maybe_unused]] const float* meanA, [[maybe_unused]] const float* meanB,
+              [[maybe_unused]] Accumulators& acc) {
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  avx2::ownQualityRow_8u(pa, pb, stride, width, channels, meanA, meanB, acc.dot, acc.normA,
-                         acc.normB);
+  avx2::ownQualityRows_8u(pSrc1, src1Step, pSrc2, src2Step, roiSize.height, roiSize.width, layout,
+                          meanA, meanB, acc.dot, acc.normA, acc.normB);
 #endif
 }
 
@@ -126,23 +129,10 @@ Status QualityIndex(const uint8_t* pSrc1, int32_t src1Step, const uint8_t* pSrc2
   uint8_t* const plane[3] = {planes, planes + R, planes + 2 * R};
   Accumulators acc;
   const bool wide = WideForm();
-  for (int32_t y = 0; y < roiSize.height; ++y) {
+  if (wide) WideRows(pSrc1, src1Step, pSrc2, src2Step, roiSize, kLayout, meanA, meanB, acc);
+  for (int32_t y = 0; !wide && y < roiSize.height; ++y) {
     const uint8_t* const rowA = pSrc1 + static_cast<ptrdiff_t>(y) * src1Step;
     const uint8_t* const rowB = pSrc2 + static_cast<ptrdiff_t>(y) * src2Step;
-    if (wide) {
-      // Conversion and subtraction happen in registers: the second image's planes go where its
-      // float rows would be.
-      uint8_t* const bytesB = reinterpret_cast<uint8_t*>(fa);
-      uint8_t* const planeB[3] = {bytesB, bytesB + R, bytesB + 2 * R};
-      if constexpr (kChannels == 1) {
-        WideRow(rowA, rowB, 0, width, 1, meanA, meanB, acc);
-      } else {
-        SplitRow<kLayout>(rowA, width, plane, R);
-        SplitRow<kLayout>(rowB, width, planeB, R);
-        WideRow(planes, bytesB, R, width, 3, meanA, meanB, acc);
-      }
-      continue;
-    }
     if constexpr (kChannels == 1) {
       nyxsConvert_8u32f(rowA, fa, width);
       nyxsConvert_8u32f(rowB, fb, width);
