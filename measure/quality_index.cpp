@@ -126,7 +126,8 @@ Status QualityIndex(const uint8_t* pSrc1, int32_t src1Step, const uint8_t* pSrc2
     meanA[c] = static_cast<float>(ma[c]);
     meanB[c] = static_cast<float>(mb[c]);
   }
-  uint8_t* const plane[3] = {planes, planes + R, planes + 2 * R};
+  uint8_t* plane[3] = {nullptr, nullptr, nullptr};  // C1 has no planes
+  if (planes != nullptr) plane[0] = planes, plane[1] = planes + R, plane[2] = planes + 2 * R;
   Accumulators acc;
   const bool wide = WideForm();
   if (wide) WideRows(pSrc1, src1Step, pSrc2, src2Step, roiSize, kLayout, meanA, meanB, acc);
