@@ -4,9 +4,7 @@
 // halves of one. Joining halves before folding gives the same (first + second) + (third +
 // fourth) and first + second sums. The conversion and subtraction happen in registers, exactly
 // as the vector primitives would store them, and the layout copy becomes one byte shuffle per
-// eight pixels in registers. Channels go one after another, each
-// with its own pass over two rows at a time, so that all accumulators stay in registers while two
-// independent chains of additions overlap.
+// eight pixels in registers. All channels of a row go in one pass.
 #include <immintrin.h>
 
 #include <cstddef>
@@ -50,117 +48,115 @@ constexpr LaneMasks MakeLaneMasks(int layout) {
 constexpr LaneMasks kC3Masks = MakeLaneMasks(3);
 constexpr LaneMasks kC4Masks = MakeLaneMasks(4);
 
-// Channel c of 16 pixels as two groups of eight floats (pixels 0-7, 8-15), less the mean. Every
-// value is the float of its byte, then one rounded subtraction, as in the vector primitives.
+// Eight pixels from p as they sit in memory: for three bytes a pixel, bytes 0-15 in the low
+// half and 8-23 in the high half, so that each half holds four whole pixels; for four bytes, all
+// 32; for one byte, the eight bytes.
 template <int kLayout>
-struct Channel {
-  __m256i mask;
-  __m256 mean;
-
-  Channel(int c, float m)
-      : mask(_mm256_load_si256(
-            reinterpret_cast<const __m256i*>(kLayout == 4 ? kC4Masks.m[c] : kC3Masks.m[c]))),
-        mean(_mm256_set1_ps(m)) {}
-
-  // Eight pixels from p as eight 32-bit integers.
-  inline __m256i Eight(const uint8_t* p) const {
-    if constexpr (kLayout == 1) {
-      return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
-    } else if constexpr (kLayout == 3) {
-      const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
-      return _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1), mask);
-    } else {
-      return _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)), mask);
-    }
-  }
-
-  inline void Load(const uint8_t* p, __m256& first, __m256& second) const {
-    first = _mm256_sub_ps(_mm256_cvtepi32_ps(Eight(p)), mean);
-    second = _mm256_sub_ps(_mm256_cvtepi32_ps(Eight(p + 8 * kLayout)), mean);
-  }
-};
-
-// The last pixels of a row (fewer than 16), zero-padded, so that nothing past the row is read;
-// only the pixels that exist count.
-template <int kLayout>
-struct Tail {
-  alignas(32) uint8_t a[64] = {}, b[64] = {};
-  Tail(const uint8_t* ra, const uint8_t* rb, int32_t full, int32_t rest) {
-    __builtin_memcpy(a, ra + static_cast<ptrdiff_t>(full) * kLayout, rest * kLayout);
-    __builtin_memcpy(b, rb + static_cast<ptrdiff_t>(full) * kLayout, rest * kLayout);
-  }
-};
-
-// One channel of kRows rows at once: each row has its own accumulators, so the rows' addition
-// chains overlap, and each row's sums are added to the totals in row order.
-template <int kLayout, int kRows>
-void RowsChannel(const uint8_t* const ra[kRows], const uint8_t* const rb[kRows],
-                 const Tail<kLayout>* tails, int32_t width, int c, float ma, float mb, float& dot,
-                 float& normA, float& normB) {
-  const Channel<kLayout> chA(c, ma), chB(c, mb);
-  __m256 dot0[kRows], dot1[kRows], nA[kRows], nB[kRows];
-  for (int r = 0; r < kRows; ++r) dot0[r] = dot1[r] = nA[r] = nB[r] = _mm256_setzero_ps();
-  int32_t i = 0;
-  for (; width - i >= 16; i += 16) {
-    for (int r = 0; r < kRows; ++r) {
-      __m256 a0, a1, b0, b1;
-      chA.Load(ra[r] + static_cast<ptrdiff_t>(i) * kLayout, a0, a1);
-      chB.Load(rb[r] + static_cast<ptrdiff_t>(i) * kLayout, b0, b1);
-      dot0[r] = _mm256_add_ps(dot0[r], _mm256_mul_ps(a0, b0));
-      dot1[r] = _mm256_add_ps(dot1[r], _mm256_mul_ps(a1, b1));
-      nA[r] = _mm256_add_ps(nA[r], _mm256_mul_ps(a0, a0));
-      nB[r] = _mm256_add_ps(nB[r], _mm256_mul_ps(b0, b0));
-      nA[r] = _mm256_add_ps(nA[r], _mm256_mul_ps(a1, a1));
-      nB[r] = _mm256_add_ps(nB[r], _mm256_mul_ps(b1, b1));
-    }
-  }
-  const int32_t rest = width - i;
-  for (int r = 0; r < kRows; ++r) {
-    __m256 a0, a1, b0, b1;
-    alignas(32) float restA[16], restB[16];
-    chA.Load(tails[r].a, a0, a1);
-    chB.Load(tails[r].b, b0, b1);
-    _mm256_store_ps(restA, a0);
-    _mm256_store_ps(restA + 8, a1);
-    _mm256_store_ps(restB, b0);
-    _mm256_store_ps(restB + 8, b1);
-    // Dot product: the rounds' sum (if any ran), then the rest one by one.
-    float d = 0.0f;
-    if (i > 0) d = FoldLanes(_mm_add_ps(JoinHalves(dot0[r]), JoinHalves(dot1[r])));
-    for (int32_t k = 0; k < rest; ++k) d += restA[k] * restB[k];
-    // Norms: one more round of 8 if it fits, then the rest.
-    int32_t k = 0;
-    if (rest >= 8) {
-      nA[r] = _mm256_add_ps(nA[r], _mm256_mul_ps(a0, a0));
-      nB[r] = _mm256_add_ps(nB[r], _mm256_mul_ps(b0, b0));
-      k = 8;
-    }
-    float sa = 0.0f, sb = 0.0f;
-    if (i + k > 0) {
-      sa = FoldLanes(JoinHalves(nA[r]));
-      sb = FoldLanes(JoinHalves(nB[r]));
-    }
-    for (; k < rest; ++k) {
-      sa += restA[k] * restA[k];
-      sb += restB[k] * restB[k];
-    }
-    dot = dot + d;
-    const float na = __builtin_sqrtf(sa), nb = __builtin_sqrtf(sb);
-    normA = normA + na * na;
-    normB = normB + nb * nb;
+inline __m256i Raw(const uint8_t* p) {
+  if constexpr (kLayout == 1) {
+    return _mm256_castsi128_si256(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+  } else if constexpr (kLayout == 3) {
+    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
+  } else {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
   }
 }
 
-template <int kLayout, int kRows>
-void Rows(const uint8_t* const ra[kRows], const uint8_t* const rb[kRows], int32_t width,
-          const float* meanA, const float* meanB, float* dot, float* normA, float* normB) {
-  const int32_t full = width & ~15, rest = width - full;
-  const Tail<kLayout> tails[2] = {{ra[0], rb[0], full, rest},
-                                  {ra[kRows - 1], rb[kRows - 1], full, rest}};
-  for (int c = 0; c < (kLayout == 1 ? 1 : 3); ++c) {
-    RowsChannel<kLayout, kRows>(ra, rb, tails, width, c, meanA[c], meanB[c], dot[c], normA[c],
-                                normB[c]);
+// One channel of eight raw pixels as floats less the mean: the float of each byte, then one
+// rounded subtraction, as the vector primitives compute it.
+template <int kLayout>
+inline __m256 Centred(__m256i raw, __m256i mask, __m256 mean) {
+  __m256i v;
+  if constexpr (kLayout == 1) {
+    v = _mm256_cvtepu8_epi32(_mm256_castsi256_si128(raw));
+  } else {
+    v = _mm256_shuffle_epi8(raw, mask);
+  }
+  return _mm256_sub_ps(_mm256_cvtepi32_ps(v), mean);
+}
+
+template <int kLayout>
+__m256i MaskOf(int c) {
+  const LaneMasks& t = kLayout == 4 ? kC4Masks : kC3Masks;
+  return _mm256_load_si256(reinterpret_cast<const __m256i*>(t.m[c]));
+}
+
+// The last pixels of a row (fewer than 16), zero-padded, so that nothing past the row is read;
+// only the pixels that exist count.
+struct Tail {
+  alignas(32) uint8_t a[64] = {}, b[64] = {};
+};
+
+// Every channel of one row in one pass over it: the channels' chains of additions overlap, and
+// the pixels are loaded once for all of them.
+template <int kLayout>
+void Pass(const uint8_t* ra, const uint8_t* rb, const Tail& tail, int32_t width, const float* meanA,
+          const float* meanB, float* dot, float* normA, float* normB) {
+  constexpr int kCount = kLayout == 1 ? 1 : 3;
+  __m256i mask[kCount];
+  __m256 mA[kCount], mB[kCount], dot0[kCount], dot1[kCount], nA[kCount], nB[kCount];
+  for (int k = 0; k < kCount; ++k) {
+    mask[k] = MaskOf<kLayout>(k);
+    mA[k] = _mm256_set1_ps(meanA[k]);
+    mB[k] = _mm256_set1_ps(meanB[k]);
+    dot0[k] = dot1[k] = nA[k] = nB[k] = _mm256_setzero_ps();
+  }
+  int32_t i = 0;
+  for (; width - i >= 16; i += 16) {
+    const uint8_t* pa = ra + static_cast<ptrdiff_t>(i) * kLayout;
+    const uint8_t* pb = rb + static_cast<ptrdiff_t>(i) * kLayout;
+    const __m256i rawA0 = Raw<kLayout>(pa), rawA1 = Raw<kLayout>(pa + 8 * kLayout);
+    const __m256i rawB0 = Raw<kLayout>(pb), rawB1 = Raw<kLayout>(pb + 8 * kLayout);
+    for (int k = 0; k < kCount; ++k) {
+      const __m256 a0 = Centred<kLayout>(rawA0, mask[k], mA[k]);
+      const __m256 a1 = Centred<kLayout>(rawA1, mask[k], mA[k]);
+      const __m256 b0 = Centred<kLayout>(rawB0, mask[k], mB[k]);
+      const __m256 b1 = Centred<kLayout>(rawB1, mask[k], mB[k]);
+      dot0[k] = _mm256_add_ps(dot0[k], _mm256_mul_ps(a0, b0));
+      dot1[k] = _mm256_add_ps(dot1[k], _mm256_mul_ps(a1, b1));
+      nA[k] = _mm256_add_ps(nA[k], _mm256_mul_ps(a0, a0));
+      nB[k] = _mm256_add_ps(nB[k], _mm256_mul_ps(b0, b0));
+      nA[k] = _mm256_add_ps(nA[k], _mm256_mul_ps(a1, a1));
+      nB[k] = _mm256_add_ps(nB[k], _mm256_mul_ps(b1, b1));
+    }
+  }
+  const int32_t rest = width - i;
+  for (int k = 0; k < kCount; ++k) {
+    alignas(32) float restA[16], restB[16];
+    const __m256 a0 = Centred<kLayout>(Raw<kLayout>(tail.a), mask[k], mA[k]);
+    const __m256 b0 = Centred<kLayout>(Raw<kLayout>(tail.b), mask[k], mB[k]);
+    _mm256_store_ps(restA, a0);
+    _mm256_store_ps(restA + 8,
+                    Centred<kLayout>(Raw<kLayout>(tail.a + 8 * kLayout), mask[k], mA[k]));
+    _mm256_store_ps(restB, b0);
+    _mm256_store_ps(restB + 8,
+                    Centred<kLayout>(Raw<kLayout>(tail.b + 8 * kLayout), mask[k], mB[k]));
+    // Dot product: the rounds' sum (if any ran), then the rest one by one.
+    float d = 0.0f;
+    if (i > 0) d = FoldLanes(_mm_add_ps(JoinHalves(dot0[k]), JoinHalves(dot1[k])));
+    for (int32_t j = 0; j < rest; ++j) d += restA[j] * restB[j];
+    // Norms: one more round of 8 if it fits, then the rest.
+    int32_t j = 0;
+    if (rest >= 8) {
+      nA[k] = _mm256_add_ps(nA[k], _mm256_mul_ps(a0, a0));
+      nB[k] = _mm256_add_ps(nB[k], _mm256_mul_ps(b0, b0));
+      j = 8;
+    }
+    float sa = 0.0f, sb = 0.0f;
+    if (i + j > 0) {
+      sa = FoldLanes(JoinHalves(nA[k]));
+      sb = FoldLanes(JoinHalves(nB[k]));
+    }
+    for (; j < rest; ++j) {
+      sa += restA[j] * restA[j];
+      sb += restB[j] * restB[j];
+    }
+    dot[k] = dot[k] + d;
+    const float na = __builtin_sqrtf(sa), nb = __builtin_sqrtf(sb);
+    normA[k] = normA[k] + na * na;
+    normB[k] = normB[k] + nb * nb;
   }
 }
 
@@ -168,18 +164,14 @@ template <int kLayout>
 void RowsOf(const uint8_t* rowA, int32_t stepA, const uint8_t* rowB, int32_t stepB, int32_t rows,
             int32_t width, const float* meanA, const float* meanB, float* dot, float* normA,
             float* normB) {
-  int32_t y = 0;
-  for (; rows - y >= 2; y += 2) {
-    const uint8_t* const ra[2] = {rowA + static_cast<ptrdiff_t>(y) * stepA,
-                                  rowA + static_cast<ptrdiff_t>(y + 1) * stepA};
-    const uint8_t* const rb[2] = {rowB + static_cast<ptrdiff_t>(y) * stepB,
-                                  rowB + static_cast<ptrdiff_t>(y + 1) * stepB};
-    Rows<kLayout, 2>(ra, rb, width, meanA, meanB, dot, normA, normB);
-  }
-  for (; y < rows; ++y) {
-    const uint8_t* const ra[1] = {rowA + static_cast<ptrdiff_t>(y) * stepA};
-    const uint8_t* const rb[1] = {rowB + static_cast<ptrdiff_t>(y) * stepB};
-    Rows<kLayout, 1>(ra, rb, width, meanA, meanB, dot, normA, normB);
+  const int32_t full = width & ~15, rest = width - full;
+  for (int32_t y = 0; y < rows; ++y) {
+    const uint8_t* ra = rowA + static_cast<ptrdiff_t>(y) * stepA;
+    const uint8_t* rb = rowB + static_cast<ptrdiff_t>(y) * stepB;
+    Tail tail;
+    __builtin_memcpy(tail.a, ra + static_cast<ptrdiff_t>(full) * kLayout, rest * kLayout);
+    __builtin_memcpy(tail.b, rb + static_cast<ptrdiff_t>(full) * kLayout, rest * kLayout);
+    Pass<kLayout>(ra, rb, tail, width, meanA, meanB, dot, normA, normB);
   }
 }
 
