@@ -1,6 +1,10 @@
 #include "support/calls.h"
 
+#include "resample/resize.h"
+
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 namespace nyx::test {
 
@@ -68,6 +72,17 @@ template <bool kInPlace>
   return StatusOk;
 }
 
+[[maybe_unused]] Extra Compared(const char* label) {
+  Extra extra = Moded(label, 0, 2, 1);
+  extra.rowsDiffer = true, extra.allocates = true;
+  return extra;
+}
+
+[[maybe_unused]] Call Comparing(Call call, int results) {
+  call.twoSources = true, call.results = results;
+  return call;
+}
+
 Extra Ramp(const char* label, int32_t axis, float offset, float slope) {
   Extra extra = Moded(label, axis);
   extra.offset = offset, extra.slope = slope, extra.allocates = axis == AxisHorizontal;
@@ -97,9 +112,76 @@ const std::vector<Extra> kFillOrders = {
 [[maybe_unused]] const std::vector<Extra> kCopyFlags = {
     Moded("plain", 0), Moded("ntstore", 1), Moded("ntload", 2), Moded("both", 3), Moded("bit2", 4)};
 
+// The scaler: the destination region is the whole destination image, and the source image is
+// the region over the factor, rounded up, so that the scaled source covers it.
+[[maybe_unused]] Extra Resized(const char* label, int32_t selector, double factor, bool rowsDiffer,
+                               uint8_t keep = 0) {
+  Extra extra{label, {0, 0, 0, 0}, 0, 0, false, keep, 1, 1};
+  extra.selector = selector;
+  extra.factor = factor;
+  extra.rowsDiffer = rowsDiffer;
+  return extra;
+}
+
+[[maybe_unused]] ImageSize ResizeSource(const Extra& extra, ImageSize size) {
+  if (size.width < 1 || size.height < 1 || !(extra.factor > 0)) return size;
+  auto over = [&](int32_t v) {
+    return static_cast<int32_t>(std::min(std::ceil(v / extra.factor), double{INT32_MAX}));
+  };
+  return {over(size.width), over(size.height)};
+}
+
+[[maybe_unused]] ImageRect Whole(ImageSize size) {
+  return {0, 0, size.width, size.height};
+}
+
+// Every row reports the same size: the generic row's sizes the scratch.
+template <int32_t kChannels>
+[[maybe_unused]] int32_t ResizeScratch(const Args& a) {
+  int32_t bytes = 0;
+  mx::nyxiResizeGetBufSize(Whole(a.srcSize), Whole(a.size), kChannels, a.extra.selector, &bytes);
+  return bytes;
+}
+
+[[maybe_unused]] Status ExpectResize(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr || a.scratch == nullptr) return StatusNullPointer;
+  if (a.srcSize.width < 1 || a.srcSize.height < 1 || a.size.width < 1 || a.size.height < 1) {
+    return StatusBadSize;
+  }
+  return StatusOk;
+}
+
+// The scratch size goes to the destination's first pixel (four bytes).
+using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
+[[maybe_unused]] Status BufSizeInto(const Args& a, BufSizeFn fn) {
+  int32_t bytes = 0;
+  const Status status =
+      fn(Whole(a.srcSize), Whole(a.size), 4, a.extra.selector, a.dst != nullptr ? &bytes : nullptr);
+  if (status == StatusOk) std::memcpy(a.dst, &bytes, sizeof bytes);
+  return status;
+}
+
+[[maybe_unused]] Status ExpectBufSize(const Args& a) {
+  if (a.dst == nullptr) return StatusNullPointer;
+  if (a.srcSize.width < 1 || a.srcSize.height < 1 || a.size.width < 1 || a.size.height < 1) {
+    return StatusBadSize;
+  }
+  return StatusOk;
+}
+
+// Nearest and linear give the same bytes at every row; cubic and Lanczos do not.
+[[maybe_unused]] std::vector<Extra> ResizeExtras(uint8_t keep) {
+  return {Resized("nearest x0.6", 1, 0.6, false, keep),
+          Resized("linear x1.7", 2, 1.7, false, keep),
+          Resized("linear x0.3", 2, 0.3, false, keep),
+          Resized("cubic x2.3", 4, 2.3, true, keep),
+          Resized("catmull-rom x0.45", 6, 0.45, true, keep),
+          Resized("lanczos x1.3", 16, 1.3, true, keep)};
+}
+
 // A region of one pixel has no variance: the index is not a number, so they start at two.
-[[maybe_unused]] const std::vector<Extra> kQuality = {
-    {"plain", {0, 0, 0, 0}, 0, 0, false, 0, 2, 1, 0.0f, 0.0f, true}};
+// The generic row sums in another order than the SIMD rows.
+[[maybe_unused]] const std::vector<Extra> kQuality = {Compared("plain")};
 [[maybe_unused]] const std::vector<Extra> kZonePlate = {
     {"zoneplate", {0, 0, 0, 0}, 0, 0, false, 0x8, 1, 1}};
 // The fourth byte of every pixel is never written. Axis 7 writes nothing at all.
@@ -163,12 +245,29 @@ const std::vector<Extra> kFillOrders = {
         ExpectCopy                                                                             \
   }
 
-#define NYX_CALL_QUALITY(name, channelBytes, results)                                         \
-  Call {                                                                                      \
-#name, channelBytes, 0, false, kQuality,                                                  \
-        NYX_RUN(name(a.src, a.srcStep, a.src2, a.src2Step, a.size, a.result)), ExpectQuality, \
-        true, results, false                                                                  \
+#define NYX_RESIZE_CALL(name, bytes, channels, keep)                                        \
+  Call {                                                                                    \
+#name, bytes, bytes, false, ResizeExtras(keep),                                         \
+        NYX_RUN(name(a.src, a.srcSize, a.srcStep, Whole(a.srcSize), a.dst, a.dstStep,       \
+                     Whole(a.size), a.extra.factor, a.extra.factor, 0, 0, a.extra.selector, \
+                     a.scratch)),                                                           \
+        ExpectResize, ResizeSource, ResizeScratch < channels>                               \
   }
+#define NYX_CALL_ResizeSqrPixel_8u_C3R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C3R, 3, 3, 0)
+#define NYX_CALL_ResizeSqrPixel_8u_C4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C4R, 4, 4, 0)
+#define NYX_CALL_ResizeSqrPixel_8u_AC4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_AC4R, 4, 3, 0x8)
+#define NYX_CALL_ResizeGetBufSize                                                     \
+  Call {                                                                              \
+    "ResizeGetBufSize", 1, 4, false,                                                  \
+        {Resized("linear x0.5", 2, 0.5, false), Resized("lanczos x3", 16, 3, false)}, \
+        NYX_RUN(BufSizeInto(a, ResizeGetBufSize)), ExpectBufSize, ResizeSource        \
+  }
+
+#define NYX_CALL_QUALITY(name, channelBytes, results)                                             \
+  Comparing(                                                                                      \
+      Call{#name, channelBytes, 0, false, kQuality,                                               \
+           NYX_RUN(name(a.src, a.srcStep, a.src2, a.src2Step, a.size, a.result)), ExpectQuality}, \
+      results)
 #define NYX_CALL_QualityIndex_8u32f_C1R NYX_CALL_QUALITY(QualityIndex_8u32f_C1R, 1, 1)
 #define NYX_CALL_QualityIndex_8u32f_C3R NYX_CALL_QUALITY(QualityIndex_8u32f_C3R, 3, 3)
 #define NYX_CALL_QualityIndex_8u32f_AC4R NYX_CALL_QUALITY(QualityIndex_8u32f_AC4R, 4, 3)
@@ -193,6 +292,15 @@ const std::vector<Extra> kFillOrders = {
 const std::vector<Call>& Calls() {
   static const std::vector<Call> calls = {NYX_FUNCTIONS(NYX_CALL_ENTRY)};
   return calls;
+}
+
+ImageSize SourceSize(const Call& call, const Extra& extra, ImageSize size) {
+  return call.sourceSize != nullptr ? call.sourceSize(extra, size) : size;
+}
+
+std::vector<uint8_t> ScratchFor(const Call& call, const Args& args) {
+  if (call.scratchBytes == nullptr) return {};
+  return std::vector<uint8_t>(static_cast<size_t>(std::max(1, call.scratchBytes(args))), 0xA5);
 }
 
 int32_t SourceLead(const Extra& extra) {
