@@ -194,6 +194,7 @@ const Entry kEntries[] = {
 #undef RESIZE
 #undef CV_RESIZE
 #undef YUV_SCALE
+#endif
 #if NYX_HAS_QualityIndex_8u32f_C3R
     // Both images read once, nothing written but three floats: the bound is a copy of one image.
     // The rows' summation orders differ, so their results do too, by design.
