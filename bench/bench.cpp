@@ -41,7 +41,8 @@ namespace {
 
 // The buffers of one measurement: a packed source and destination of the entry's layouts.
 // In-place entries work on dst. A 4:2:0 side is three planes (Y, Cr, Cb) one after the other in
-// its buffer, src or dst pointing at the Y plane.
+// its buffer, src or dst pointing at the Y plane. Comparisons read src and src2 (the second image
+// right after the first) and write float results; generators write dst alone.
 struct Frame {
   uint8_t* src;
   int32_t srcStep;
@@ -52,6 +53,8 @@ struct Frame {
   int32_t planeSteps[3];
   ImageSize srcRoi, dstRoi;  // the two images of a scaler entry; both roi for the others
   uint8_t* scratch;          // the caller's work area of a scaler entry
+  const uint8_t* src2;
+  mutable float result[4];  // written through the const Frame that nyx lambdas take
 #if NYX_BENCH_OPENCV
   cv::Mat srcMat;
   cv::Mat dstMat;
@@ -82,6 +85,7 @@ struct Entry {
   PeerRun opencvAlt = nullptr;
   // False where the peers reconstruct by rules of their own: their bytes are not compared.
   bool peersAlike = true;
+  int sources = 1;  // comparisons read two images of srcBytes per pixel
 };
 
 constexpr int kPlanarSource = 1, kPlanarDestination = 2;
@@ -339,6 +343,34 @@ const Entry kEntries[] = {
      OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BayerBG2RGB)), nullptr, 0, 0, false, 0, 2,
      OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_BayerBG2RGB_EA)), false},
 #endif
+#if NYX_HAS_QualityIndex_8u32f_C3R
+    // Both images read once, nothing written but three floats: the bound is a copy of one image.
+    // The rows' summation orders differ, so their results do too, by design.
+    {"QualityIndex_8u32f_C3R", 3, 0, 1, false, false,
+     NYX(QualityIndex_8u32f_C3R(f.src, f.srcStep, f.src2, f.srcStep, f.roi, f.result)), nullptr,
+     nullptr, 0, 0, true, 0, 1, nullptr, true, 2},
+#endif
+#if NYX_HAS_QualityIndex_8u32f_C1R
+    {"QualityIndex_8u32f_C1R", 1, 0, 1, false, false,
+     NYX(QualityIndex_8u32f_C1R(f.src, f.srcStep, f.src2, f.srcStep, f.roi, f.result)), nullptr,
+     nullptr, 0, 0, true, 0, 1, nullptr, true, 2},
+#endif
+#if NYX_HAS_QualityIndex_8u32f_AC4R
+    {"QualityIndex_8u32f_AC4R", 4, 0, 1, false, false,
+     NYX(QualityIndex_8u32f_AC4R(f.src, f.srcStep, f.src2, f.srcStep, f.roi, f.result)), nullptr,
+     nullptr, 0, 0, true, 0, 1, nullptr, true, 2},
+#endif
+#if NYX_HAS_ImageJaehne_8u_AC4R
+    // A test tool, one sine per pixel; no peer draws the same pattern.
+    {"ImageJaehne_8u_AC4R", 0, 4, 1, false, false,
+     NYX(ImageJaehne_8u_AC4R(f.dst, f.dstStep, f.roi)), nullptr, nullptr},
+#endif
+#if NYX_HAS_ImageRamp_8u_AC4R
+    {"ImageRamp_8u_AC4R axis 0", 0, 4, 1, false, false,
+     NYX(ImageRamp_8u_AC4R(f.dst, f.dstStep, f.roi, 0.0f, 0.1f, AxisHorizontal)), nullptr, nullptr},
+    {"ImageRamp_8u_AC4R axis 2", 0, 4, 1, false, false,
+     NYX(ImageRamp_8u_AC4R(f.dst, f.dstStep, f.roi, 0.0f, 0.001f, AxisBoth)), nullptr, nullptr},
+#endif
     {nullptr, 0, 0, 0, false, false, nullptr, nullptr, nullptr},  // keeps the table non-empty
 };
 
@@ -507,6 +539,7 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   f.scratch = scratch.data;
   f.srcStep = f.srcRoi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
   f.dstStep = f.dstRoi.width * e.dstBytes;
+  f.src2 = f.src + static_cast<size_t>(f.srcStep) * static_cast<size_t>(f.srcRoi.height);
   size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.dstRoi.height);
   // Bytes read and written per pixel, twice over: a 4:2:0 side has one and a half.
   int srcTwice = 2 * e.srcBytes, dstTwice = 2 * e.dstBytes;
@@ -524,11 +557,15 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
 #if NYX_BENCH_OPENCV
   const int depth = e.sampleBytes == 2 ? CV_16U : CV_8U;
   const int srcChannels = (e.inPlace ? e.dstBytes : e.srcBytes) / e.sampleBytes;
-  f.srcMat = cv::Mat(f.srcRoi.height, f.srcRoi.width, CV_MAKETYPE(depth, srcChannels), f.src,
-                     static_cast<size_t>(f.srcStep));
-  f.dstMat =
-      cv::Mat(f.dstRoi.height, f.dstRoi.width, CV_MAKETYPE(depth, e.dstBytes / e.sampleBytes),
-              f.dst, static_cast<size_t>(f.dstStep));
+  if (srcChannels > 0) {
+    f.srcMat = cv::Mat(f.srcRoi.height, f.srcRoi.width, CV_MAKETYPE(depth, srcChannels), f.src,
+                       static_cast<size_t>(f.srcStep));
+  }
+  if (e.dstBytes > 0) {
+    f.dstMat =
+        cv::Mat(f.dstRoi.height, f.dstRoi.width, CV_MAKETYPE(depth, e.dstBytes / e.sampleBytes),
+                f.dst, static_cast<size_t>(f.dstStep));
+  }
 #endif
 
   Row row;
@@ -579,7 +616,7 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   const auto pixels = [](ImageSize s) {
     return static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
   };
-  const size_t boundBytes = (pixels(f.srcRoi) * static_cast<size_t>(srcTwice) +
+  const size_t boundBytes = (pixels(f.srcRoi) * static_cast<size_t>(srcTwice * e.sources) +
                              pixels(f.dstRoi) * static_cast<size_t>(dstTwice)) /
                             4;
   // In place the bound moves the bytes within one buffer, so that it has the same working set.
@@ -625,7 +662,7 @@ int main(int argc, char** argv) {
     for (const ImageSize& size : kSizes)
       frameBytes = std::max(frameBytes, static_cast<size_t>(size.width) * e.widthScale *
                                                 static_cast<size_t>(size.height) *
-                                                std::max(e.srcBytes, e.dstBytes) +
+                                                std::max(e.srcBytes * e.sources, e.dstBytes) +
                                             64);
   Buffer src(frameBytes), dst(frameBytes), boundSrc(frameBytes), boundDst(frameBytes);
   Buffer scratch(size_t{4} << 20);  // more than any scaler entry asks for at these sizes

@@ -3,6 +3,8 @@
 #include <sanitizer/asan_interface.h>
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -109,6 +111,11 @@ Extra DecodeExtra(Reader& in, const Call& call) {
   extra.mode = static_cast<int8_t>(in.Byte()) % 5;
   if (in.Byte() < 16) extra.mode = in.Int32();
   extra.fill = in.Byte();
+  // Any floats for the ramp, not-a-number and infinities included.
+  if (in.Byte() < 64) {
+    extra.offset = std::bit_cast<float>(in.Int32());
+    extra.slope = std::bit_cast<float>(in.Int32());
+  }
   return extra;
 }
 
@@ -141,7 +148,7 @@ class Buffer {
     return std::vector<uint8_t>(block_.get() + misalign_, block_.get() + bytes_);
   }
   void Restore(const std::vector<uint8_t>& contents) {
-    std::memcpy(block_.get() + misalign_, contents.data(), contents.size());
+    if (!contents.empty()) std::memcpy(block_.get() + misalign_, contents.data(), contents.size());
   }
 
  private:
@@ -154,11 +161,11 @@ class Buffer {
 [[noreturn]] void Fail(const Call& call, const Args& a, uint32_t cpuCode, const std::string& what) {
   std::fprintf(stderr,
                "%s: %s\n  size %dx%d, src %p step %d, dst %p step %d, order %d %d %d %d, fill %d, "
-               "mode %d, processor code %u\n",
+               "mode %d, src2 %p step %d, processor code %u\n",
                call.name, what.c_str(), a.size.width, a.size.height,
                static_cast<const void*>(a.src), a.srcStep, static_cast<void*>(a.dst), a.dstStep,
                a.extra.order[0], a.extra.order[1], a.extra.order[2], a.extra.order[3], a.extra.fill,
-               a.extra.mode, cpuCode);
+               a.extra.mode, static_cast<const void*>(a.src2), a.src2Step, cpuCode);
   std::abort();
 }
 
@@ -261,27 +268,44 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   if (call.sourceSize == nullptr) args.extra = DecodeExtra(in, call);
   std::mt19937 rng(static_cast<uint32_t>(in.Int32()));
 
-  // Null pointers in one input of sixteen; the placeholders are never dereferenced.
+  // Comparisons read a second image and write floats; generators have no source.
+  args.src2Step = DecodeStep(in, int64_t{args.size.width} * call.srcBytes);
+  const int src2Misalign = in.Byte() % 64;
+
+  // Null pointers in one input of sixteen; the placeholders are never dereferenced. A comparison
+  // takes the destination's bit for its result.
   static uint8_t placeholder;
+  static float resultPlaceholder;
   const bool srcNull = nulls < 16 && (nulls & 1), dstNull = nulls < 16 && (nulls & 2);
+  const bool src2Null = nulls < 16 && (nulls & 8);
   args.extra.nullArray = args.extra.nullArray || (nulls < 16 && (nulls & 4));
   args.src = srcNull ? nullptr : &placeholder;
   args.dst = dstNull ? nullptr : &placeholder;
+  if (call.twoSources) {
+    args.src2 = src2Null ? nullptr : &placeholder;
+    args.result = dstNull ? nullptr : &resultPlaceholder;
+  }
   args.scratch = call.scratchBytes != nullptr ? &placeholder : nullptr;
   const Status expected = call.expected(args);
 
   // A call that must fail gets small buffers: it may touch none of their bytes.
   // A lead of whole samples keeps a 16-bit source aligned.
   const int32_t lead = (test::SourceLead(args.extra) + call.sampleBytes - 1) & -call.sampleBytes;
-  Span srcSpan{0, 64}, dstSpan{0, 64};
+  Span srcSpan{0, 64}, dstSpan{0, 64}, src2Span{0, 64};
   if (expected == StatusOk) {
-    srcSpan = call.inPlace ? Span{0, 0} : Reach(args.srcSize, args.srcStep, call.srcBytes, lead);
-    dstSpan = Reach(args.size, args.dstStep, call.dstBytes, 0);
+    srcSpan = call.inPlace || call.srcBytes == 0
+                  ? Span{0, 0}
+                  : Reach(args.srcSize, args.srcStep, call.srcBytes, lead);
+    dstSpan = call.dstBytes == 0 ? Span{0, 0} : Reach(args.size, args.dstStep, call.dstBytes, 0);
+    src2Span = call.twoSources ? Reach(args.size, args.src2Step, call.srcBytes, 0) : Span{0, 0};
     const double moved = double{1.0} * args.srcSize.width * args.srcSize.height * call.srcBytes +
-                         double{1.0} * args.size.width * args.size.height * call.dstBytes;
+                         double{1.0} * args.size.width * args.size.height *
+                             (call.dstBytes + (call.twoSources ? call.srcBytes : 0));
     const int64_t srcBytes = srcSpan.high - srcSpan.low, dstBytes = dstSpan.high - dstSpan.low;
+    const int64_t src2Bytes = src2Span.high - src2Span.low;
     if (lead > kMaxLead || moved > double{kMaxMovedBytes} || srcBytes > kMaxBufferBytes ||
-        dstBytes > kMaxBufferBytes - srcBytes) {
+        dstBytes > kMaxBufferBytes - srcBytes ||
+        src2Bytes > kMaxBufferBytes - srcBytes - dstBytes) {
       return 0;
     }
   }
@@ -295,34 +319,63 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   }
   const std::vector<uint8_t> scratchBefore = scratch;
   Buffer src(srcSpan, srcMisalign, rng), dst(dstSpan, dstMisalign, rng);
+  Buffer src2(src2Span, src2Misalign, rng);
+  Buffer result(Span{0, 4 * call.results}, dstMisalign % 4 * 4, rng);
   if (!srcNull) args.src = src.Origin();
   if (!dstNull) args.dst = dst.Origin();
+  if (call.twoSources) {
+    if (!src2Null) args.src2 = src2.Origin();
+    if (!dstNull) args.result = reinterpret_cast<float*>(result.Origin());
+  }
   const std::vector<uint8_t> srcBefore = src.Contents(), dstBefore = dst.Contents();
+  const std::vector<uint8_t> src2Before = src2.Contents(), resultBefore = result.Contents();
 
-  const Status status = RunAtRow(call, args, cpuCode);
+  // A comparison of images without variance in a channel has no index for it: it writes
+  // not-a-number there and says so, whatever the checks passed.
+  Status status = RunAtRow(call, args, cpuCode);
+  if (call.results > 0 && expected == StatusOk && status == StatusZeroDenominator) {
+    bool nan = false;
+    for (int c = 0; c < call.results; ++c) nan = nan || std::isnan(args.result[c]);
+    if (!nan) Fail(call, args, cpuCode, "no denominator but no channel is not-a-number");
+    status = StatusOk;
+  }
   if (status != expected) {
     Fail(call, args, cpuCode,
          "returned " + std::to_string(status) + ", documented " + std::to_string(expected));
   }
-  if (src.Contents() != srcBefore) Fail(call, args, cpuCode, "wrote into its source");
+  if (src.Contents() != srcBefore || src2.Contents() != src2Before) {
+    Fail(call, args, cpuCode, "wrote into its source");
+  }
   if (status != StatusOk) {
-    if (dst.Contents() != dstBefore || scratch != scratchBefore) {
+    if (dst.Contents() != dstBefore || scratch != scratchBefore ||
+        result.Contents() != resultBefore) {
       Fail(call, args, cpuCode, "failed but wrote");
     }
     return 0;
   }
 
   // In place, overlapping rows exchange in an order of each level's own choosing.
-  // Rows whose arithmetic differs on purpose have no generic bytes to meet.
+  // Rows whose arithmetic differs on purpose have no generic bytes to meet; a comparison's
+  // results still stay close to the generic ones.
   const int64_t rowBytes = int64_t{args.size.width} * call.dstBytes;
-  if (cpuCode == 0 || args.extra.rowsDiffer ||
+  if (cpuCode == 0 || (args.extra.rowsDiffer && call.results == 0) ||
       (call.inPlace && args.size.height > 1 && std::abs(int64_t{args.dstStep}) < rowBytes)) {
     return 0;
   }
   const std::vector<uint8_t> atRow = dst.Contents();
+  std::vector<float> resultAtRow(args.result, args.result + call.results);
   dst.Restore(dstBefore);
   RunAtRow(call, args, 0);
   if (dst.Contents() != atRow) Fail(call, args, cpuCode, "differs from the generic row");
+  // The rows of a comparison sum in their own orders; the index lies within [-1, 1], so their
+  // results stay within a small absolute distance.
+  for (int c = 0; c < call.results; ++c) {
+    const float generic = args.result[c], row = resultAtRow[c];
+    if (std::isnan(generic) != std::isnan(row) || std::fabs(generic - row) > 1e-3f) {
+      Fail(call, args, cpuCode,
+           "result " + std::to_string(row) + " far from the generic " + std::to_string(generic));
+    }
+  }
   return 0;
 }
 

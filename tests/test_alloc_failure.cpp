@@ -4,10 +4,13 @@
 // out-of-memory case here, through ExpectOutOfMemoryAtEachAllocation.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <random>
 #include <vector>
 
 #include "support/calls.h"
 #include "support/failing_malloc.h"
+#include "support/rows.h"
 
 namespace nyx::test {
 namespace {
@@ -35,11 +38,12 @@ TEST(AllocFailure, EmptyRequestsNeverReachTheAllocator) {
   EXPECT_EQ(failing.Calls(), 0);
 }
 
-// The movement primitives work in the caller's memory only: with every allocation failing they
-// still succeed, and they ask for nothing.
+// The primitives that take no scratch work in the caller's memory only: with every allocation
+// failing they still succeed, and they ask for nothing.
 TEST(AllocFailure, NonAllocatingPrimitivesNeverAllocate) {
   for (const Call& call : Calls()) {
     for (const Extra& extra : call.extras) {
+      if (extra.allocates) continue;
       // Large enough for the streaming decisions that look at the cache size.
       const ImageSize size{600, 300};
       Args args{nullptr, 0, nullptr, 0, size, extra, SourceSize(call, extra, size)};
@@ -56,6 +60,43 @@ TEST(AllocFailure, NonAllocatingPrimitivesNeverAllocate) {
       FailingMalloc failing(1);
       EXPECT_EQ(call.run(args), StatusOk) << call.name << " " << extra.label;
       EXPECT_EQ(failing.Calls(), 0) << call.name << " " << extra.label;
+    }
+  }
+}
+
+// The primitives that take scratch, at every row: one allocation each; its failure gives
+// StatusOutOfMemory, leaks nothing and leaves the destination and the result as they were.
+TEST(AllocFailure, AllocatingPrimitivesFailCleanly) {
+  std::mt19937 rng(11);
+  for (const Row& row : RunnableRows()) {
+    ScopedRow scoped(row);
+    for (const Call& call : Calls()) {
+      for (const Extra& extra : call.extras) {
+        if (!extra.allocates) continue;
+        const ImageSize size{37, 5};
+        const int32_t srcStep = size.width * call.srcBytes, dstStep = size.width * call.dstBytes;
+        std::vector<uint8_t> src(static_cast<size_t>(srcStep) * size.height + 1);
+        std::vector<uint8_t> src2(src.size()), dst(static_cast<size_t>(dstStep) * size.height + 1);
+        for (auto* bytes : {&src, &src2, &dst}) {
+          for (uint8_t& b : *bytes) b = static_cast<uint8_t>(rng());
+        }
+        const std::vector<uint8_t> dstBefore = dst;
+        float result[3] = {-7.0f, -7.0f, -7.0f};
+        const auto run = [&] {
+          Args args{src.data(), srcStep, dst.data(), dstStep, size, extra};
+          if (call.twoSources) args.src2 = src2.data(), args.src2Step = srcStep;
+          if (call.results > 0) args.result = result;
+          const Status status = call.run(args);
+          if (status == StatusOutOfMemory) {
+            EXPECT_TRUE(dst == dstBefore) << call.name << " wrote pixels";
+            for (float r : result) EXPECT_EQ(r, -7.0f) << call.name << " wrote its result";
+          }
+          return status;
+        };
+        EXPECT_EQ(ExpectOutOfMemoryAtEachAllocation(run), 1)
+            << call.name << " " << extra.label << " row " << row.tag;
+        EXPECT_TRUE(call.results > 0 ? result[0] != -7.0f : dst != dstBefore) << call.name;
+      }
     }
   }
 }

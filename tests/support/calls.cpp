@@ -86,6 +86,39 @@ template <int32_t kLeastWidth>
   return StatusOk;
 }
 
+// Step before size, unlike the rule elsewhere.
+[[maybe_unused]] Status ExpectPattern(const Args& a) {
+  if (a.dst == nullptr) return StatusNullPointer;
+  if (a.dstStep < 1) return StatusBadStep;
+  if (a.size.width < 1 || a.size.height < 1) return StatusBadSize;
+  return StatusOk;
+}
+
+[[maybe_unused]] Status ExpectQuality(const Args& a) {
+  if (a.src == nullptr || a.src2 == nullptr || a.result == nullptr) return StatusNullPointer;
+  if (a.size.width < 1 || a.size.height < 1) return StatusBadSize;
+  if (a.srcStep < 1 || a.src2Step < 1) return StatusBadStep;
+  return StatusOk;
+}
+
+[[maybe_unused]] Extra Compared(const char* label) {
+  Extra extra = Moded(label, 0, 2, 1);
+  extra.rowsDiffer = true, extra.allocates = true;
+  return extra;
+}
+
+[[maybe_unused]] Call Comparing(Call call, int results) {
+  call.twoSources = true, call.results = results;
+  return call;
+}
+
+Extra Ramp(const char* label, int32_t axis, float offset, float slope) {
+  Extra extra = Moded(label, axis);
+  extra.offset = offset, extra.slope = slope, extra.allocates = axis == AxisHorizontal;
+  extra.keep = axis == AxisHorizontal || axis == AxisVertical || axis == AxisBoth ? 0x8 : 0xF;
+  return extra;
+}
+
 // (2, 1, 0) has its own kernel in the SSE3 level, (1, 1, 1) repeats an entry.
 const std::vector<Extra> kThreeEntryOrders = {Ordered("210", 2, 1, 0), Ordered("012", 0, 1, 2),
                                               Ordered("111", 1, 1, 1), Ordered("201", 2, 0, 1)};
@@ -192,6 +225,16 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
           Resized("smooth linear x0.7", int32_t(0x80000002u), 0.7, false, keep),
           Resized("subpixel cubic x1.9", int32_t(0x40000004), 1.9, true, keep)};
 }
+
+// A region of one pixel has no variance: the index is not a number, so they start at two.
+// The generic row sums in another order than the SIMD rows.
+[[maybe_unused]] const std::vector<Extra> kQuality = {Compared("plain")};
+[[maybe_unused]] const std::vector<Extra> kZonePlate = {
+    {"zoneplate", {0, 0, 0, 0}, 0, 0, false, 0x8, 1, 1}};
+// The fourth byte of every pixel is never written. Axis 7 writes nothing at all.
+[[maybe_unused]] const std::vector<Extra> kRamps = {
+    Ramp("horizontal", AxisHorizontal, 3.25f, 1.5f), Ramp("vertical", AxisVertical, 300.0f, -2.0f),
+    Ramp("both", AxisBoth, -1.0f, 0.75f), Ramp("axis7", 7, 0.0f, 1.0f)};
 
 #define NYX_RUN(call) [](const Args& a) -> Status { return call; }
 
@@ -405,6 +448,27 @@ template <bool kInPlace>
 #define NYX_CALL_GammaFwd_8u_AC4IR NYX_GAMMA_IN_PLACE(GammaFwd_8u_AC4IR, 4, kGammaAC4)
 #define NYX_CALL_GammaInv_8u_AC4IR NYX_GAMMA_IN_PLACE(GammaInv_8u_AC4IR, 4, kGammaAC4)
 
+#define NYX_CALL_QUALITY(name, channelBytes, results)                                             \
+  Comparing(                                                                                      \
+      Call{#name, channelBytes, 0, false, kQuality,                                               \
+           NYX_RUN(name(a.src, a.srcStep, a.src2, a.src2Step, a.size, a.result)), ExpectQuality}, \
+      results)
+#define NYX_CALL_QualityIndex_8u32f_C1R NYX_CALL_QUALITY(QualityIndex_8u32f_C1R, 1, 1)
+#define NYX_CALL_QualityIndex_8u32f_C3R NYX_CALL_QUALITY(QualityIndex_8u32f_C3R, 3, 3)
+#define NYX_CALL_QualityIndex_8u32f_AC4R NYX_CALL_QUALITY(QualityIndex_8u32f_AC4R, 4, 3)
+#define NYX_CALL_ImageJaehne_8u_AC4R                                          \
+  Call {                                                                      \
+    "ImageJaehne_8u_AC4R", 0, 4, false, kZonePlate,                           \
+        NYX_RUN(ImageJaehne_8u_AC4R(a.dst, a.dstStep, a.size)), ExpectPattern \
+  }
+#define NYX_CALL_ImageRamp_8u_AC4R                                                         \
+  Call {                                                                                   \
+    "ImageRamp_8u_AC4R", 0, 4, false, kRamps,                                              \
+        NYX_RUN(ImageRamp_8u_AC4R(a.dst, a.dstStep, a.size, a.extra.offset, a.extra.slope, \
+                                  a.extra.mode)),                                          \
+        ExpectPattern                                                                      \
+  }
+
 // A primitive on the list without an entry above fails here, by design.
 #define NYX_CALL_ENTRY(name, params, args) NYX_CALL_##name,
 
@@ -427,8 +491,14 @@ std::vector<uint8_t> ScratchFor(const Call& call, const Args& args) {
 std::vector<ImageSpec> ImagesOf(const Call& call, const Args& args) {
   if (call.planar == Planar::kNone) {
     std::vector<ImageSpec> images;
-    if (!call.inPlace) images.push_back({Slot::kSrc, call.srcBytes, args.srcSize, false, 0});
-    images.push_back({Slot::kDst, call.dstBytes, args.size, true, args.extra.keep});
+    if (!call.inPlace && call.srcBytes > 0) {
+      images.push_back({Slot::kSrc, call.srcBytes, args.srcSize, false, 0});
+    }
+    if (call.twoSources) images.push_back({Slot::kSrc2, call.srcBytes, args.size, false, 0});
+    if (call.dstBytes > 0) {
+      images.push_back({Slot::kDst, call.dstBytes, args.size, true, args.extra.keep});
+    }
+    if (call.results > 0) images.push_back({Slot::kResult, 4, {call.results, 1}, true, 0});
     return images;
   }
   const ImageSize even{args.size.width & ~1, args.size.height & ~1};
@@ -451,6 +521,13 @@ void Place(Args& args, Slot slot, uint8_t* origin, int32_t step) {
     case Slot::kDst:
       args.dst = origin;
       args.dstStep = step;
+      break;
+    case Slot::kSrc2:
+      args.src2 = origin;
+      args.src2Step = step;
+      break;
+    case Slot::kResult:
+      args.result = reinterpret_cast<float*>(origin);
       break;
     default: {
       const int k = static_cast<int>(slot) - static_cast<int>(Slot::kPlane0);

@@ -15,7 +15,8 @@
 namespace nyx::test {
 
 // The operation-specific arguments of one call: an order array (with the fill value of the
-// three-to-four form), a mirror axis, copy flags or a mosaic grid. Unused fields stay zero.
+// three-to-four form), a mirror axis, copy flags, a mosaic grid or a ramp. Unused fields stay
+// zero.
 struct Extra {
   const char* label;
   int32_t order[4];
@@ -27,6 +28,7 @@ struct Extra {
   int32_t minHeight;
   // The scaler: its selector, one factor for both axes, and whether the rows give bytes of their
   // own (their arithmetic differs on purpose), so that only the SIMD rows agree among themselves.
+  // The quality index's results differ so as well.
   int32_t selector = 0;
   double factor = 0;
   bool rowsDiffer = false;
@@ -34,10 +36,15 @@ struct Extra {
   // rectangle starts at its origin and reaches this many pixels past its right and bottom
   // edges, which the function clips away.
   int32_t overhang = 0;
+  float offset = 0.0f;  // ramp offset and slope; the ramp's axis is `mode`
+  float slope = 0.0f;
+  bool allocates = false;  // the call takes scratch from the allocator
 };
 
 // The arguments of one call. In-place forms take dst and dstStep as their one image; the planar
-// side of a 4:2:0 call takes planes and planeSteps (order Y, Cr, Cb) instead of src or dst.
+// side of a 4:2:0 call takes planes and planeSteps (order Y, Cr, Cb) instead of src or dst;
+// generators take dst alone; comparisons of two images read src and src2 and write their floats
+// to result.
 struct Args {
   const uint8_t* src;
   int32_t srcStep;
@@ -49,6 +56,9 @@ struct Args {
   uint8_t* scratch = nullptr;  // the caller's work area, for a call that takes one
   uint8_t* planes[3] = {};
   int32_t planeSteps[3] = {};
+  const uint8_t* src2 = nullptr;
+  int32_t src2Step = 0;
+  float* result = nullptr;
 };
 
 // Which side of a call is a 4:2:0 picture in three planes.
@@ -56,8 +66,8 @@ enum class Planar { kNone, kSource, kDestination };
 
 struct Call {
   const char* name;
-  int srcBytes;  // bytes of a source pixel (for in-place forms, of the image)
-  int dstBytes;  // bytes of a destination pixel
+  int srcBytes;  // bytes of a source pixel (for in-place forms, of the image); 0: no source
+  int dstBytes;  // bytes of a destination pixel; 0: no destination image
   bool inPlace;
   std::vector<Extra> extras;  // legal argument sets worth covering, each with its own minimum
   Status (*run)(const Args&);
@@ -71,10 +81,14 @@ struct Call {
   Planar planar = Planar::kNone;
   // Bytes of a sample: steps of 16-bit forms are whole samples, and their images aligned.
   int sampleBytes = 1;
+  // Comparisons: a second source of srcBytes pixels, and `results` floats out.
+  bool twoSources = false;
+  int results = 0;
 };
 
-// Where an image goes in the arguments: the source, the destination, or plane k of a planar side.
-enum class Slot { kSrc, kDst, kPlane0, kPlane1, kPlane2 };
+// Where an image goes in the arguments: the source, the destination, plane k of a planar side,
+// the second source of a comparison or its float results.
+enum class Slot { kSrc, kDst, kPlane0, kPlane1, kPlane2, kSrc2, kResult };
 
 // One image a call reaches, as a harness allocates it: the region the call may touch.
 struct ImageSpec {
