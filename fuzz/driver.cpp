@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/width.h"
 #include "support/calls.h"
 
 namespace nyx::fuzz {
@@ -48,17 +49,24 @@ class Reader {
   size_t size_;
 };
 
-// The processor codes of the rows, and whether this machine runs them.
+// The processor codes of the rows, and whether this machine runs them; the SSE4.1 row comes
+// once for each register width the processor has.
 struct Row {
   uint32_t code;
   bool runnable;
+  uint32_t wideForms;
 };
 const std::vector<Row>& RunnableRows() {
   static const std::vector<Row> rows = [] {
-    std::vector<Row> all = {{0, true},
-                            {32, __builtin_cpu_supports("sse3") != 0},
-                            {33, __builtin_cpu_supports("ssse3") != 0},
-                            {35, __builtin_cpu_supports("sse4.1") != 0}};
+    const bool sse41 = __builtin_cpu_supports("sse4.1") != 0;
+    const uint32_t wide = ownWideSupported();
+    std::vector<Row> all = {
+        {0, true, 0},
+        {32, __builtin_cpu_supports("sse3") != 0, 0},
+        {33, __builtin_cpu_supports("ssse3") != 0, 0},
+        {35, sse41, 0},
+        {35, sse41 && WidthOf(FormsUpTo(256, wide)) == 256, FormsUpTo(256, wide)},
+        {35, sse41 && WidthOf(FormsUpTo(512, wide)) == 512, FormsUpTo(512, wide)}};
     std::vector<Row> runnable;
     for (const Row& row : all) {
       if (row.runnable) runnable.push_back(row);
@@ -162,10 +170,12 @@ class Buffer {
   std::abort();
 }
 
-Status RunAtRow(const Call& call, const Args& args, uint32_t cpuCode) {
+Status RunAtRow(const Call& call, const Args& args, uint32_t cpuCode, uint32_t wideForms) {
   nyxStaticInitCpu(cpuCode);
+  ownSetWideForms(wideForms);
   const Status status = call.run(args);
   nyxStaticInitCpu(0);
+  ownSetWideForms(ownWideSupported());
   return status;
 }
 
@@ -180,7 +190,8 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
 
   Reader in(data, size);
   const Call& call = *calls[in.Byte() % calls.size()];
-  const uint32_t cpuCode = RunnableRows()[in.Byte() % RunnableRows().size()].code;
+  const Row& row = RunnableRows()[in.Byte() % RunnableRows().size()];
+  const uint32_t cpuCode = row.code;
   const uint8_t nulls = in.Byte();
   Args args{};
   args.size = DecodeSize(in);
@@ -217,7 +228,7 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   if (!dstNull) args.dst = dst.Origin();
   const std::vector<uint8_t> srcBefore = src.Contents(), dstBefore = dst.Contents();
 
-  const Status status = RunAtRow(call, args, cpuCode);
+  const Status status = RunAtRow(call, args, cpuCode, row.wideForms);
   if (status != expected) {
     Fail(call, args, cpuCode,
          "returned " + std::to_string(status) + ", documented " + std::to_string(expected));
@@ -236,7 +247,7 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   }
   const std::vector<uint8_t> atRow = dst.Contents();
   dst.Restore(dstBefore);
-  RunAtRow(call, args, 0);
+  RunAtRow(call, args, 0, 0);
   if (dst.Contents() != atRow) Fail(call, args, cpuCode, "differs from the generic row");
   return 0;
 }
