@@ -51,6 +51,8 @@ struct Frame {
   uint8_t* dst;
   int32_t dstStep;
   ImageSize roi;
+  ImageSize srcRoi, dstRoi;  // the two images of a scaler entry; both roi for the others
+  uint8_t* scratch;          // the caller's work area of a scaler entry
 #if NYX_BENCH_OPENCV
   cv::Mat srcMat;
   cv::Mat dstMat;
@@ -70,6 +72,10 @@ struct Entry {
   NyxRun nyx;
   PeerRun opencv;
   PeerRun libyuv;
+  // Scalers: source and destination are this many thirds of the frame on each axis (0: all of
+  // it), and no one is held to the generic bytes: rows and peers round in their own ways.
+  int srcThirds = 0, dstThirds = 0;
+  bool ownBytes = false;
 };
 
 #if NYX_BENCH_OPENCV
@@ -157,6 +163,93 @@ const Entry kEntries[] = {
      NYX(CopyManaged_8u_C1R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 2)),
      OPENCV(f.srcMat.copyTo(f.dstMat)),
      LIBYUV(libyuv::CopyPlane(f.src, f.srcStep, f.dst, f.dstStep, W, H))},
+#endif
+#if NYX_HAS_BGRToCbYCr422_8u_AC4C2R
+    // libyuv's ARGB is B, G, R, A in memory; its UYVY is Cb, Y, Cr, Y. The colour conversions'
+    // rows and peers each round in their own ways.
+    {"BGRToCbYCr422_8u_AC4C2R", 4, 2, 1, false, false,
+     NYX(BGRToCbYCr422_8u_AC4C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     LIBYUV(libyuv::ARGBToUYVY(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_CbYCr422ToBGR_8u_C2C4R
+    {"CbYCr422ToBGR_8u_C2C4R", 2, 4, 1, false, false,
+     NYX(CbYCr422ToBGR_8u_C2C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 255)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_YUV2BGRA_UYVY)),
+     LIBYUV(libyuv::UYVYToARGB(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_CbYCr422ToBGR_709HDTV_8u_C2C3R
+    // No peer converts 709 full-range 4:2:2 to three-byte BGR; the bound is the goal.
+    {"CbYCr422ToBGR_709HDTV_8u_C2C3R", 2, 3, 1, false, false,
+     NYX(CbYCr422ToBGR_709HDTV_8u_C2C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_BGRToCbYCr422_709HDTV_8u_AC4C2R
+    {"BGRToCbYCr422_709HDTV_8u_AC4C2R", 4, 2, 1, false, false,
+     NYX(BGRToCbYCr422_709HDTV_8u_AC4C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_BGRToCbYCr422_709HDTV_8u_C3C2R
+    {"BGRToCbYCr422_709HDTV_8u_C3C2R", 3, 2, 1, false, false,
+     NYX(BGRToCbYCr422_709HDTV_8u_C3C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_BGRToYCbCr422_8u_AC4C2R
+    // libyuv's YUY2 is Y, Cb, Y, Cr.
+    {"BGRToYCbCr422_8u_AC4C2R", 4, 2, 1, false, false,
+     NYX(BGRToYCbCr422_8u_AC4C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr,
+     LIBYUV(libyuv::ARGBToYUY2(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_BGRToYCbCr422_8u_C3C2R
+    {"BGRToYCbCr422_8u_C3C2R", 3, 2, 1, false, false,
+     NYX(BGRToYCbCr422_8u_C3C2R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)), nullptr, nullptr, 0, 0,
+     true},
+#endif
+#if NYX_HAS_CbYCr422ToBGR_709HDTV_8u_C2C4R
+    {"CbYCr422ToBGR_709HDTV_8u_C2C4R", 2, 4, 1, false, false,
+     NYX(CbYCr422ToBGR_709HDTV_8u_C2C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 255)), nullptr,
+     nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_YCbCr422ToBGR_8u_C2C3R
+    {"YCbCr422ToBGR_8u_C2C3R", 2, 3, 1, false, false,
+     NYX(YCbCr422ToBGR_8u_C2C3R(f.src, f.srcStep, f.dst, f.dstStep, f.roi)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_YUV2BGR_YUY2)), nullptr, 0, 0, true},
+#endif
+#if NYX_HAS_YCbCr422ToBGR_8u_C2C4R
+    {"YCbCr422ToBGR_8u_C2C4R", 2, 4, 1, false, false,
+     NYX(YCbCr422ToBGR_8u_C2C4R(f.src, f.srcStep, f.dst, f.dstStep, f.roi, 255)),
+     OPENCV(cv::cvtColor(f.srcMat, f.dstMat, cv::COLOR_YUV2BGRA_YUY2)),
+     LIBYUV(libyuv::YUY2ToARGB(f.src, f.srcStep, f.dst, f.dstStep, W, H)), 0, 0, true},
+#endif
+#if NYX_HAS_ResizeSqrPixel_8u_C4R
+// Whole image to whole image; the factors are the ratio of the sizes.
+#define RESIZE(sel)                                                                          \
+  ResizeSqrPixel_8u_C4R(f.src, f.srcRoi, f.srcStep, {0, 0, f.srcRoi.width, f.srcRoi.height}, \
+                        f.dst, f.dstStep, {0, 0, f.dstRoi.width, f.dstRoi.height},           \
+                        double{1.0} * f.dstRoi.width / f.srcRoi.width,                       \
+                        double{1.0} * f.dstRoi.height / f.srcRoi.height, 0, 0, sel, f.scratch)
+#define CV_RESIZE(how) cv::resize(f.srcMat, f.dstMat, f.dstMat.size(), 0, 0, how)
+#define YUV_SCALE(how)                                                                   \
+  libyuv::ARGBScale(f.src, f.srcStep, f.srcRoi.width, f.srcRoi.height, f.dst, f.dstStep, \
+                    f.dstRoi.width, f.dstRoi.height, how)
+    {"ResizeSqrPixel_8u_C4R 1 dn", 4, 4, 1, false, false, NYX(RESIZE(InterNearest)),
+     OPENCV(CV_RESIZE(cv::INTER_NEAREST)), LIBYUV(YUV_SCALE(libyuv::kFilterNone)), 3, 2, true},
+    {"ResizeSqrPixel_8u_C4R 2 dn", 4, 4, 1, false, false, NYX(RESIZE(InterLinear)),
+     OPENCV(CV_RESIZE(cv::INTER_LINEAR)), LIBYUV(YUV_SCALE(libyuv::kFilterBilinear)), 3, 2, true},
+    {"ResizeSqrPixel_8u_C4R 6 dn", 4, 4, 1, false, false, NYX(RESIZE(InterCubicCatmullRom)),
+     OPENCV(CV_RESIZE(cv::INTER_CUBIC)), nullptr, 3, 2, true},
+    {"ResizeSqrPixel_8u_C4R 16 dn", 4, 4, 1, false, false, NYX(RESIZE(InterLanczos)),
+     OPENCV(CV_RESIZE(cv::INTER_LANCZOS4)), nullptr, 3, 2, true},
+    {"ResizeSqrPixel_8u_C4R 1 up", 4, 4, 1, false, false, NYX(RESIZE(InterNearest)),
+     OPENCV(CV_RESIZE(cv::INTER_NEAREST)), LIBYUV(YUV_SCALE(libyuv::kFilterNone)), 2, 3, true},
+    {"ResizeSqrPixel_8u_C4R 2 up", 4, 4, 1, false, false, NYX(RESIZE(InterLinear)),
+     OPENCV(CV_RESIZE(cv::INTER_LINEAR)), LIBYUV(YUV_SCALE(libyuv::kFilterBilinear)), 2, 3, true},
+    {"ResizeSqrPixel_8u_C4R 6 up", 4, 4, 1, false, false, NYX(RESIZE(InterCubicCatmullRom)),
+     OPENCV(CV_RESIZE(cv::INTER_CUBIC)), nullptr, 2, 3, true},
+    {"ResizeSqrPixel_8u_C4R 16 up", 4, 4, 1, false, false, NYX(RESIZE(InterLanczos)),
+     OPENCV(CV_RESIZE(cv::INTER_LANCZOS4)), nullptr, 2, 3, true},
+#undef RESIZE
+#undef CV_RESIZE
+#undef YUV_SCALE
 #endif
     {nullptr, 0, 0, 0, false, false, nullptr, nullptr, nullptr},  // keeps the table non-empty
 };
@@ -318,19 +411,25 @@ bool Selected(const char* name, const std::vector<std::string>& filters) {
 }
 
 Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buffer& src,
-            Buffer& dst, Buffer& boundSrc, Buffer& boundDst) {
+            Buffer& dst, Buffer& boundSrc, Buffer& boundDst, Buffer& scratch) {
   Frame f{};
   f.roi = {size.width * e.widthScale, size.height};
+  const auto part = [&](int thirds) {
+    return thirds == 0 ? f.roi : ImageSize{f.roi.width * thirds / 3, f.roi.height * thirds / 3};
+  };
+  f.srcRoi = part(e.srcThirds);
+  f.dstRoi = part(e.dstThirds);
   f.src = src.data;
   f.dst = dst.data;
-  f.srcStep = f.roi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
-  f.dstStep = f.roi.width * e.dstBytes;
-  const size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.roi.height);
+  f.scratch = scratch.data;
+  f.srcStep = f.srcRoi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
+  f.dstStep = f.dstRoi.width * e.dstBytes;
+  const size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.dstRoi.height);
 #if NYX_BENCH_OPENCV
-  f.srcMat = cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.inPlace ? e.dstBytes : e.srcBytes), f.src,
-                     static_cast<size_t>(f.srcStep));
-  f.dstMat =
-      cv::Mat(f.roi.height, f.roi.width, CV_8UC(e.dstBytes), f.dst, static_cast<size_t>(f.dstStep));
+  f.srcMat = cv::Mat(f.srcRoi.height, f.srcRoi.width, CV_8UC(e.inPlace ? e.dstBytes : e.srcBytes),
+                     f.src, static_cast<size_t>(f.srcStep));
+  f.dstMat = cv::Mat(f.dstRoi.height, f.dstRoi.width, CV_8UC(e.dstBytes), f.dst,
+                     static_cast<size_t>(f.dstStep));
 #endif
 
   Row row;
@@ -342,7 +441,7 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   const std::vector<uint8_t> start(dst.data, dst.data + dstBytes);
   const auto restart = [&] { std::memcpy(dst.data, start.data(), dstBytes); };
   const auto differs = [&](const std::vector<uint8_t>& reference) {
-    return std::memcmp(dst.data, reference.data(), dstBytes) != 0;
+    return !e.ownBytes && std::memcmp(dst.data, reference.data(), dstBytes) != 0;
   };
   SelectRow(0);
   row.status = e.nyx(f);
@@ -381,8 +480,12 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   if (e.opencv != nullptr) row.opencv = MedianMs([&] { e.opencv(f); }, budgetMs);
   if (e.libyuv != nullptr) row.libyuv = MedianMs([&] { e.libyuv(f); }, budgetMs);
 
-  const size_t pixels = static_cast<size_t>(f.roi.width) * static_cast<size_t>(f.roi.height);
-  const size_t boundBytes = pixels * static_cast<size_t>(e.srcBytes + e.dstBytes) / 2;
+  const auto pixels = [](ImageSize s) {
+    return static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
+  };
+  const size_t boundBytes = (pixels(f.srcRoi) * static_cast<size_t>(e.srcBytes) +
+                             pixels(f.dstRoi) * static_cast<size_t>(e.dstBytes)) /
+                            2;
   // In place the bound moves the bytes within one buffer, so that it has the same working set.
   void* (*const copy)(void*, const void*, size_t) = e.inPlace ? std::memmove : std::memcpy;
   const uint8_t* const from = e.inPlace ? boundDst.data + 64 : boundSrc.data;
@@ -442,6 +545,7 @@ int main(int argc, char** argv) {
                                                 std::max(e.srcBytes, e.dstBytes) +
                                             64);
   Buffer src(frameBytes), dst(frameBytes), boundSrc(frameBytes), boundDst(frameBytes);
+  Buffer scratch(size_t{4} << 20);  // more than any scaler entry asks for at these sizes
 
   double load[3] = {0, 0, 0};
   getloadavg(load, 3);
@@ -460,9 +564,14 @@ int main(int argc, char** argv) {
   for (const Entry& e : kEntries) {
     if (e.name == nullptr || !Selected(e.name, filters)) continue;
     for (const ImageSize& size : kSizes) {
-      const Row r = Measure(e, size, chosenRow, budgetMs, src, dst, boundSrc, boundDst);
+      const Row r = Measure(e, size, chosenRow, budgetMs, src, dst, boundSrc, boundDst, scratch);
       char dims[32];
-      std::snprintf(dims, sizeof dims, "%dx%d", size.width * e.widthScale, size.height);
+      if (e.srcThirds != 0) {
+        std::snprintf(dims, sizeof dims, "%dx%d", size.width * e.srcThirds / 3,
+                      size.height * e.srcThirds / 3);
+      } else {
+        std::snprintf(dims, sizeof dims, "%dx%d", size.width * e.widthScale, size.height);
+      }
       if (r.status != StatusOk) {
         std::printf("%-28s %-10s nyx returned status %d\n", e.name, dims, r.status);
         continue;

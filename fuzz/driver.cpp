@@ -195,10 +195,13 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   const uint8_t nulls = in.Byte();
   Args args{};
   args.size = DecodeSize(in);
-  args.srcStep = DecodeStep(in, int64_t{args.size.width} * call.srcBytes);
+  // The scaler's source image follows from its arguments, and its step from the source.
+  if (call.sourceSize != nullptr) args.extra = DecodeExtra(in, call);
+  args.srcSize = test::SourceSize(call, args.extra, args.size);
+  args.srcStep = DecodeStep(in, int64_t{args.srcSize.width} * call.srcBytes);
   args.dstStep = DecodeStep(in, int64_t{args.size.width} * call.dstBytes);
   const int srcMisalign = in.Byte() % 64, dstMisalign = in.Byte() % 64;
-  args.extra = DecodeExtra(in, call);
+  if (call.sourceSize == nullptr) args.extra = DecodeExtra(in, call);
   std::mt19937 rng(static_cast<uint32_t>(in.Int32()));
 
   // Null pointers in one input of sixteen; the placeholders are never dereferenced.
@@ -207,22 +210,32 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   args.extra.nullArray = args.extra.nullArray || (nulls < 16 && (nulls & 4));
   args.src = srcNull ? nullptr : &placeholder;
   args.dst = dstNull ? nullptr : &placeholder;
+  args.scratch = call.scratchBytes != nullptr ? &placeholder : nullptr;
   const Status expected = call.expected(args);
 
   // A call that must fail gets small buffers: it may touch none of their bytes.
   const int32_t lead = test::SourceLead(args.extra);
   Span srcSpan{0, 64}, dstSpan{0, 64};
   if (expected == StatusOk) {
-    srcSpan = call.inPlace ? Span{0, 0} : Reach(args.size, args.srcStep, call.srcBytes, lead);
+    srcSpan = call.inPlace ? Span{0, 0} : Reach(args.srcSize, args.srcStep, call.srcBytes, lead);
     dstSpan = Reach(args.size, args.dstStep, call.dstBytes, 0);
-    const double moved =
-        double{1.0} * args.size.width * args.size.height * (call.srcBytes + call.dstBytes);
+    const double moved = double{1.0} * args.srcSize.width * args.srcSize.height * call.srcBytes +
+                         double{1.0} * args.size.width * args.size.height * call.dstBytes;
     const int64_t srcBytes = srcSpan.high - srcSpan.low, dstBytes = dstSpan.high - dstSpan.low;
     if (lead > kMaxLead || moved > double{kMaxMovedBytes} || srcBytes > kMaxBufferBytes ||
         dstBytes > kMaxBufferBytes - srcBytes) {
       return 0;
     }
   }
+  // A scratch area of exactly the reported size for a call that takes one, or a small one that
+  // a failing call may not touch either.
+  std::vector<uint8_t> scratch;
+  if (call.scratchBytes != nullptr) {
+    if (expected == StatusOk && call.scratchBytes(args) > kMaxBufferBytes) return 0;
+    scratch = expected == StatusOk ? test::ScratchFor(call, args) : std::vector<uint8_t>(64);
+    args.scratch = scratch.data();
+  }
+  const std::vector<uint8_t> scratchBefore = scratch;
   Buffer src(srcSpan, srcMisalign, rng), dst(dstSpan, dstMisalign, rng);
   if (!srcNull) args.src = src.Origin();
   if (!dstNull) args.dst = dst.Origin();
@@ -235,13 +248,16 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   }
   if (src.Contents() != srcBefore) Fail(call, args, cpuCode, "wrote into its source");
   if (status != StatusOk) {
-    if (dst.Contents() != dstBefore) Fail(call, args, cpuCode, "failed but wrote");
+    if (dst.Contents() != dstBefore || scratch != scratchBefore) {
+      Fail(call, args, cpuCode, "failed but wrote");
+    }
     return 0;
   }
 
   // In place, overlapping rows exchange in an order of each level's own choosing.
+  // Rows whose arithmetic differs on purpose have no generic bytes to meet.
   const int64_t rowBytes = int64_t{args.size.width} * call.dstBytes;
-  if (cpuCode == 0 ||
+  if (cpuCode == 0 || args.extra.rowsDiffer ||
       (call.inPlace && args.size.height > 1 && std::abs(int64_t{args.dstStep}) < rowBytes)) {
     return 0;
   }

@@ -42,6 +42,46 @@
   X(CopyManaged_8u_C1R,                                                                       \
     (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
      int32_t flags),                                                                          \
-    (pSrc, srcStep, pDst, dstStep, roiSize, flags))
+    (pSrc, srcStep, pDst, dstStep, roiSize, flags))                                           \
+  X(BGRToCbYCr422_8u_AC4C2R,                                                                  \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(BGRToCbYCr422_709HDTV_8u_AC4C2R,                                                          \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(BGRToCbYCr422_709HDTV_8u_C3C2R,                                                           \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(BGRToYCbCr422_8u_AC4C2R,                                                                  \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(BGRToYCbCr422_8u_C3C2R,                                                                   \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(CbYCr422ToBGR_8u_C2C4R,                                                                   \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
+     uint8_t aval),                                                                           \
+    (pSrc, srcStep, pDst, dstStep, roiSize, aval))                                            \
+  X(CbYCr422ToBGR_709HDTV_8u_C2C3R,                                                           \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(CbYCr422ToBGR_709HDTV_8u_C2C4R,                                                           \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
+     uint8_t aval),                                                                           \
+    (pSrc, srcStep, pDst, dstStep, roiSize, aval))                                            \
+  X(YCbCr422ToBGR_8u_C2C3R,                                                                   \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,                    \
+     ImageSize roiSize),                                                                      \
+    (pSrc, srcStep, pDst, dstStep, roiSize))                                                  \
+  X(YCbCr422ToBGR_8u_C2C4R,                                                                   \
+    (const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, ImageSize roiSize, \
+     uint8_t aval),                                                                           \
+    (pSrc, srcStep, pDst, dstStep, roiSize, aval))
 
 #endif /* NYX_FUNCTIONS_H */

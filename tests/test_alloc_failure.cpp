@@ -42,17 +42,21 @@ TEST(AllocFailure, NonAllocatingPrimitivesNeverAllocate) {
     for (const Extra& extra : call.extras) {
       // Large enough for the streaming decisions that look at the cache size.
       const ImageSize size{600, 300};
+      const ImageSize srcSize = SourceSize(call, extra, size);
       const int32_t lead = SourceLead(extra);
-      std::vector<uint8_t> src(lead + static_cast<size_t>(size.width) * size.height * call.srcBytes,
-                               7);
+      std::vector<uint8_t> src(
+          lead + static_cast<size_t>(srcSize.width) * srcSize.height * call.srcBytes, 7);
       std::vector<uint8_t> dst(static_cast<size_t>(size.width) * size.height * call.dstBytes);
+      Args args{src.data() + lead,
+                srcSize.width * call.srcBytes,
+                dst.data(),
+                size.width * call.dstBytes,
+                size,
+                extra,
+                srcSize};
+      std::vector<uint8_t> scratch = ScratchFor(call, args);
+      args.scratch = scratch.empty() ? nullptr : scratch.data();
       FailingMalloc failing(1);
-      const Args args{src.data() + lead,
-                      size.width * call.srcBytes,
-                      dst.data(),
-                      size.width * call.dstBytes,
-                      size,
-                      extra};
       EXPECT_EQ(call.run(args), StatusOk) << call.name << " " << extra.label;
       EXPECT_EQ(failing.Calls(), 0) << call.name << " " << extra.label;
     }

@@ -3,6 +3,7 @@
 // bytes stay as they were, the source is not written, and every row gives the generic bytes.
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <random>
 #include <string>
 #include <utility>
@@ -39,14 +40,25 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
       // alignments against each other from row to row.
       for (const auto& [srcPad, dstPad] : {std::pair{0, 0}, {13, 13}, {0, 13}, {13, 5}}) {
         for (const GuardSide side : {GuardSide::kAfter, GuardSide::kBefore}) {
-          GuardedImage src(size.width, size.height, call.srcBytes,
-                           size.width * call.srcBytes + srcPad, side, SourceLead(extra));
+          const ImageSize srcSize = SourceSize(call, extra, size);
+          GuardedImage src(srcSize.width, srcSize.height, call.srcBytes,
+                           srcSize.width * call.srcBytes + srcPad, side, SourceLead(extra));
           GuardedImage dst(size.width, size.height, call.dstBytes,
                            size.width * call.dstBytes + dstPad, side);
           src.Randomise(rng);
           dst.Randomise(rng);
           const std::vector<uint8_t> srcBefore = src.Snapshot();
           const std::vector<uint8_t> dstBefore = dst.Snapshot();
+          // A scratch area of exactly the reported size, ending at the guard page.
+          Args args{src.Origin(), src.Step(), dst.Origin(), dst.Step(), size, extra, srcSize};
+          const size_t scratchBytes = ScratchFor(call, args).size();
+          std::unique_ptr<GuardedImage> scratch;
+          if (scratchBytes > 0) {
+            const int bytes = static_cast<int>(scratchBytes);
+            scratch = std::make_unique<GuardedImage>(bytes, 1, 1, bytes, GuardSide::kAfter);
+            args.scratch = scratch->Origin();
+          }
+          // Rows whose arithmetic differs on purpose agree only among the SIMD rows.
           std::vector<uint8_t> generic;
           for (const Row& row : RunnableRows()) {
             const std::string what =
@@ -58,13 +70,12 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
             {
               FaultLabel label(what);
               ScopedRow scoped(row);
-              const Args args{src.Origin(), src.Step(), dst.Origin(), dst.Step(), size, extra};
               ASSERT_EQ(call.run(args), StatusOk) << what;
             }
             const std::string strayWrite = dst.UntouchedOutside(dstBefore, extra.keep);
             ASSERT_EQ(strayWrite, "") << what;
             ASSERT_EQ(src.UntouchedOutside(srcBefore, 0xF), "") << what << ": source written";
-            if (generic.empty()) {
+            if (generic.empty() || (extra.rowsDiffer && row.index == 1 && row.wideForms == 0)) {
               generic = dst.Region();
             } else {
               ASSERT_TRUE(dst.Region() == generic) << what << ": differs from the generic row";

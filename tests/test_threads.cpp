@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "resample/resize.h"
 #include "support/calls.h"
 #include "support/rows.h"
 
@@ -46,7 +47,7 @@ TEST(Threads, FirstProcessorQueriesAgree) {
 struct Job {
   const Call* call;
   Extra extra;
-  ImageSize size;
+  ImageSize size, srcSize;
   int32_t srcStep, dstStep;
   std::vector<uint8_t> src, initial, expected;
 };
@@ -56,11 +57,21 @@ std::vector<Job> Jobs() {
   std::vector<Job> jobs;
   for (const Call& call : Calls()) {
     for (const Extra& extra : call.extras) {
+      // The row changes under the calls: only arguments that every row answers alike.
+      if (extra.rowsDiffer) continue;
       // A region past the SIMD main loops, and one big enough for the streaming decisions.
       for (const ImageSize size : {ImageSize{45, 7}, ImageSize{520, 260}}) {
-        Job job{&call, extra, size, size.width * call.srcBytes + 5, size.width * call.dstBytes + 3,
-                {},    {},    {}};
-        job.src.resize(SourceLead(extra) + static_cast<size_t>(job.srcStep) * size.height);
+        const ImageSize srcSize = SourceSize(call, extra, size);
+        Job job{&call,
+                extra,
+                size,
+                srcSize,
+                srcSize.width * call.srcBytes + 5,
+                size.width * call.dstBytes + 3,
+                {},
+                {},
+                {}};
+        job.src.resize(SourceLead(extra) + static_cast<size_t>(job.srcStep) * srcSize.height);
         job.initial.resize(static_cast<size_t>(job.dstStep) * size.height);
         for (uint8_t& b : job.src) b = static_cast<uint8_t>(rng());
         for (uint8_t& b : job.initial) b = static_cast<uint8_t>(rng());
@@ -71,10 +82,19 @@ std::vector<Job> Jobs() {
   return jobs;
 }
 
+// Each call has a scratch area of its own, where it takes one.
 Status RunJob(const Job& job, std::vector<uint8_t>& dst) {
   dst = job.initial;
-  return job.call->run({job.src.data() + SourceLead(job.extra), job.srcStep, dst.data(),
-                        job.dstStep, job.size, job.extra});
+  Args args{job.src.data() + SourceLead(job.extra),
+            job.srcStep,
+            dst.data(),
+            job.dstStep,
+            job.size,
+            job.extra,
+            job.srcSize};
+  std::vector<uint8_t> scratch = ScratchFor(*job.call, args);
+  args.scratch = scratch.empty() ? nullptr : scratch.data();
+  return job.call->run(args);
 }
 
 TEST(Threads, ConcurrentCallsWhileTheIndexChanges) {
@@ -108,6 +128,50 @@ TEST(Threads, ConcurrentCallsWhileTheIndexChanges) {
   nyxStaticInitCpu(0);
   EXPECT_EQ(mismatches[0].load(), 0);
   EXPECT_EQ(mismatches[1].load(), 0);
+}
+
+// The scaler keeps all its tables in the caller's scratch: two threads resizing one source, each
+// with its own scratch and destination, at every row and kernel, give the single-threaded bytes.
+TEST(Threads, ResizeWithOwnScratch) {
+  using Fn = Status (*)(const uint8_t*, ImageSize, int32_t, ImageRect, uint8_t*, int32_t, ImageRect,
+                        double, double, double, double, int32_t, uint8_t*);
+  const Fn rows[] = {mx::nyxiResizeSqrPixel_8u_C4R, m7::nyxiResizeSqrPixel_8u_C4R,
+                     u8::nyxiResizeSqrPixel_8u_C4R, y8::nyxiResizeSqrPixel_8u_C4R};
+  const int32_t kernels[] = {1, 2, 4, 5, 6, 7, 16};
+  const int sw = 61, sh = 47, dw = 83, dh = 29;
+  std::vector<uint8_t> src(sw * sh * 4);
+  std::mt19937 rng(4);
+  for (auto& b : src) b = static_cast<uint8_t>(rng());
+  auto run = [&](Fn fn, int32_t sel, std::vector<uint8_t>& dst, std::vector<uint8_t>& scratch) {
+    dst.assign(dw * dh * 4, 0);
+    return fn(src.data(), {sw, sh}, sw * 4, {0, 0, sw, sh}, dst.data(), dw * 4, {0, 0, dw, dh},
+              double(dw) / sw, double(dh) / sh, 0.3, -0.2, sel, scratch.data());
+  };
+  std::vector<std::vector<uint8_t>> expected;
+  std::vector<uint8_t> scratch(1 << 16);
+  for (Fn fn : rows) {
+    for (int32_t sel : kernels) {
+      expected.emplace_back();
+      ASSERT_EQ(run(fn, sel, expected.back(), scratch), StatusOk);
+    }
+  }
+  std::atomic<long> mismatches{0};
+  auto work = [&] {
+    std::vector<uint8_t> dst, own(1 << 16);
+    for (int round = 0; round < 20; ++round) {
+      size_t k = 0;
+      for (Fn fn : rows) {
+        for (int32_t sel : kernels) {
+          if (run(fn, sel, dst, own) != StatusOk || dst != expected[k]) mismatches.fetch_add(1);
+          ++k;
+        }
+      }
+    }
+  };
+  std::thread first(work), second(work);
+  first.join();
+  second.join();
+  EXPECT_EQ(mismatches.load(), 0);
 }
 
 }  // namespace

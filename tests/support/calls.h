@@ -25,6 +25,11 @@ struct Extra {
   uint8_t keep;      // bit k set: destination byte k of every pixel must stay as it was
   int32_t minWidth;  // the smallest region these arguments accept
   int32_t minHeight;
+  // The scaler: its selector, one factor for both axes, and whether the rows give bytes of their
+  // own (their arithmetic differs on purpose), so that only the SIMD rows agree among themselves.
+  int32_t selector = 0;
+  double factor = 0;
+  bool rowsDiffer = false;
 };
 
 // The arguments of one call. In-place forms take dst and dstStep as their one image.
@@ -35,6 +40,8 @@ struct Args {
   int32_t dstStep;
   ImageSize size;
   Extra extra;
+  ImageSize srcSize{};         // the whole source image: SourceSize(); `size` but for the scaler
+  uint8_t* scratch = nullptr;  // the caller's work area, for a call that takes one
 };
 
 struct Call {
@@ -47,6 +54,10 @@ struct Call {
   // The documented outcome of the argument checks: the first failing check's status in the
   // function's own order, or StatusOk.
   Status (*expected)(const Args&);
+  // The scaler: the source image for a destination region of `size`, and the bytes of scratch a
+  // call needs. Null for the others, whose source is as large as the region.
+  ImageSize (*sourceSize)(const Extra&, ImageSize) = nullptr;
+  int32_t (*scratchBytes)(const Args&) = nullptr;
 };
 
 // Every exported primitive, in the order of the list.
@@ -55,6 +66,12 @@ const std::vector<Call>& Calls();
 // Bytes before a source pixel that the call may read: a negative order entry is an offset into
 // the pixel in the one form that leaves it unchecked.
 int32_t SourceLead(const Extra& extra);
+
+// The whole source image of a call whose region (destination) is `size`.
+ImageSize SourceSize(const Call& call, const Extra& extra, ImageSize size);
+
+// A scratch area for a call: exactly the bytes the call reports (at least one), or none.
+std::vector<uint8_t> ScratchFor(const Call& call, const Args& args);
 
 }  // namespace nyx::test
 

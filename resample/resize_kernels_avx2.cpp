@@ -1,0 +1,316 @@
+// 256-bit forms of the SSE4.1 row's scaler kernels: the same integer steps, and the same float
+// products and sums in the same order, on twice the lanes. Pixels or samples that do not fill a
+// register go through 128-bit or scalar steps of the same arithmetic.
+#include <immintrin.h>
+
+#include <cstring>
+
+#include "resample/resize_wide.h"
+
+namespace nyx::NYX_TAG {
+
+namespace {
+
+inline uint8_t Clamp8(int32_t v) {
+  return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+// The four taps of a four-byte pixel, sixteen contiguous bytes, as four float vectors; in 256
+// bits the low lane holds one pixel and the high lane the next.
+inline void WidenTaps(__m256i v, __m256* t) {
+  const __m256i z = _mm256_setzero_si256();
+  const __m256i lo = _mm256_unpacklo_epi8(v, z), hi = _mm256_unpackhi_epi8(v, z);
+  t[0] = _mm256_cvtepi32_ps(_mm256_unpacklo_epi16(lo, z));
+  t[1] = _mm256_cvtepi32_ps(_mm256_unpackhi_epi16(lo, z));
+  t[2] = _mm256_cvtepi32_ps(_mm256_unpacklo_epi16(hi, z));
+  t[3] = _mm256_cvtepi32_ps(_mm256_unpackhi_epi16(hi, z));
+}
+
+// Taps 4 and 5 of a six-tap pixel: the low eight bytes of each lane.
+inline void WidenTwo(__m256i v, __m256* t) {
+  const __m256i z = _mm256_setzero_si256();
+  const __m256i lo = _mm256_unpacklo_epi8(v, z);
+  t[0] = _mm256_cvtepi32_ps(_mm256_unpacklo_epi16(lo, z));
+  t[1] = _mm256_cvtepi32_ps(_mm256_unpackhi_epi16(lo, z));
+}
+
+inline void WidenTaps(__m128i v, __m128* t) {
+  const __m128i z = _mm_setzero_si128();
+  const __m128i lo = _mm_unpacklo_epi8(v, z), hi = _mm_unpackhi_epi8(v, z);
+  t[0] = _mm_cvtepi32_ps(_mm_unpacklo_epi16(lo, z));
+  t[1] = _mm_cvtepi32_ps(_mm_unpackhi_epi16(lo, z));
+  t[2] = _mm_cvtepi32_ps(_mm_unpacklo_epi16(hi, z));
+  t[3] = _mm_cvtepi32_ps(_mm_unpackhi_epi16(hi, z));
+}
+
+inline __m256i Load2(const uint8_t* a, const uint8_t* b) {
+  return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(b),
+                             reinterpret_cast<const __m128i*>(a));
+}
+
+template <int kLane>
+inline __m256 Lane(__m256 w) {
+  return _mm256_shuffle_ps(w, w, kLane * 0x55);
+}
+template <int kLane>
+inline __m128 Lane(__m128 w) {
+  return _mm_shuffle_ps(w, w, kLane * 0x55);
+}
+
+inline uint8_t BlendLinear(uint32_t a, uint32_t b, uint32_t w) {
+  return static_cast<uint8_t>((a * (16384 - w) + b * w + 0x80000) >> 20);
+}
+
+}  // namespace
+
+// Four pixels a round: both taps of a pixel are its eight bytes, one byte shuffle makes the
+// (left, right) pairs of each channel, one multiply-add of 16-bit pairs weighs them.
+template <int kChannels>
+void CoefLinear(const uint8_t* src, int32_t width, const int32_t* xIndex, const int16_t* xWeight,
+                uint16_t* row) {
+  const __m256i pairs = _mm256_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1, 0,
+                                         -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
+  const __m256i half = _mm256_set1_epi32(128);
+  const __m256i spreadLo = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
+  const __m256i spreadHi = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
+  // Three channels: the first six 16-bit values of each lane (two pixels).
+  const __m256i threes = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0,
+                                          1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
+  auto two = [&](int32_t at, __m256i w) {
+    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at + 1]));
+    const __m256i v = _mm256_shuffle_epi8(_mm256_set_m128i(b, a), pairs);
+    return _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(v, w), half), 8);
+  };
+  // A round writes whole 16-byte lanes; with three channels the last four bytes of each belong
+  // to the next pixel, so the round stops while a later pixel still covers them.
+  const int32_t rounds = kChannels == 4 ? width / 4 : (width >= 5 ? (width - 5) / 4 + 1 : 0);
+  int32_t j = 0;
+  for (int32_t r = 0; r < rounds; ++r, j += 4) {
+    const __m256i w =
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 2 * j)));
+    const __m256i a = two(j, _mm256_permutevar8x32_epi32(w, spreadLo));
+    const __m256i b = two(j + 2, _mm256_permutevar8x32_epi32(w, spreadHi));
+    // In-lane packing leaves pixels j, j+2, j+1, j+3: put them back in order.
+    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8);
+    if constexpr (kChannels == 4) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), packed);
+    } else {
+      const __m256i three = _mm256_shuffle_epi8(packed, threes);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j), _mm256_castsi256_si128(three));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j + 6),
+                       _mm256_extracti128_si256(three, 1));
+    }
+  }
+  for (; j < width; ++j) {
+    const uint8_t* p = src + xIndex[j];
+    const uint32_t w0 = static_cast<uint16_t>(xWeight[2 * j]);
+    const uint32_t w1 = static_cast<uint16_t>(xWeight[2 * j + 1]);
+    for (int c = 0; c < kChannels; ++c) {
+      row[kChannels * j + c] = static_cast<uint16_t>((w0 * p[c] + w1 * p[c + 4] + 128) >> 8);
+    }
+  }
+}
+
+void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
+                          const int16_t* xWeight, uint16_t* row) {
+  CoefLinear<4>(src, width, xIndex, xWeight, row);
+}
+
+void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t /*stride*/,
+                         const int32_t* xIndex, const int16_t* xWeight, uint16_t* row) {
+  CoefLinear<3>(src, width, xIndex, xWeight, row);
+}
+
+void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
+                         const uint16_t* lower) {
+  const __m256i weights = _mm256_set1_epi32(
+      static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w)));
+  const __m256i half = _mm256_set1_epi32(0x80000);
+  auto sixteen = [&](int32_t at) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at));
+    const __m256i lo = _mm256_srli_epi32(
+        _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(a, b), weights), half), 20);
+    const __m256i hi = _mm256_srli_epi32(
+        _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), weights), half), 20);
+    return _mm256_packs_epi32(lo, hi);  // in-lane: samples stay in order within each lane
+  };
+  int32_t k = 0;
+  for (; k + 32 <= count; k += 32) {
+    const __m256i bytes = _mm256_packus_epi16(sixteen(k), sixteen(k + 16));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + k), _mm256_permute4x64_epi64(bytes, 0xD8));
+  }
+  for (; k < count; ++k) dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
+}
+
+// One pixel's channels in 128 bits, for a pixel that has no partner in a register.
+inline __m128 CubicOne(const uint8_t* p, const float* w) {
+  __m128 t[4];
+  WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 4)), t);
+  const __m128 c = _mm_loadu_ps(w);
+  return _mm_add_ps(_mm_add_ps(_mm_mul_ps(t[0], Lane<0>(c)), _mm_mul_ps(t[3], Lane<3>(c))),
+                    _mm_add_ps(_mm_mul_ps(t[1], Lane<1>(c)), _mm_mul_ps(t[2], Lane<2>(c))));
+}
+
+inline __m128 LanczosOne(const uint8_t* p, const float* w) {
+  __m128 t[8];
+  WidenTaps(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p - 8)), t);
+  WidenTaps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + 8)), t + 4);
+  const __m128 c0 = _mm_loadu_ps(w);
+  const __m128 c1 = _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 4)));
+  __m128 v = _mm_mul_ps(t[0], Lane<0>(c0));
+  v = _mm_add_ps(v, _mm_mul_ps(t[1], Lane<1>(c0)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[2], Lane<2>(c0)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[3], Lane<3>(c0)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[4], Lane<0>(c1)));
+  v = _mm_add_ps(v, _mm_mul_ps(t[5], Lane<1>(c1)));
+  return v;
+}
+
+// (t0 w0 + t3 w3) + (t1 w1 + t2 w2) for pixels j and j + 1, one in each lane.
+inline __m256 CubicTwo(const uint8_t* src, const int32_t* xIndex, const float* xCoef, int32_t j) {
+  __m256 t[4];
+  WidenTaps(Load2(src + xIndex[j] - 4, src + xIndex[j + 1] - 4), t);
+  const __m256 c = _mm256_loadu_ps(xCoef + 4 * j);
+  return _mm256_add_ps(
+      _mm256_add_ps(_mm256_mul_ps(t[0], Lane<0>(c)), _mm256_mul_ps(t[3], Lane<3>(c))),
+      _mm256_add_ps(_mm256_mul_ps(t[1], Lane<1>(c)), _mm256_mul_ps(t[2], Lane<2>(c))));
+}
+
+// Six taps left to right for pixels j and j + 1.
+inline __m256 LanczosTwo(const uint8_t* src, const int32_t* xIndex, const float* xCoef, int32_t j) {
+  const uint8_t* a = src + xIndex[j];
+  const uint8_t* b = src + xIndex[j + 1];
+  __m256 t[6];
+  WidenTaps(Load2(a - 8, b - 8), t);
+  const __m256i last = _mm256_set_m128i(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(b + 8)),
+                                        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(a + 8)));
+  WidenTwo(last, t + 4);
+  // Coefficients: taps 0-3 of each pixel, then 4-5.
+  const float* w = xCoef + 6 * j;
+  const __m256 c0 = _mm256_set_m128(_mm_loadu_ps(w + 6), _mm_loadu_ps(w));
+  const __m256 c1 = _mm256_castpd_ps(
+      _mm256_set_m128d(_mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 10))),
+                       _mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(w + 4)))));
+  __m256 v = _mm256_mul_ps(t[0], Lane<0>(c0));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[1], Lane<1>(c0)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[2], Lane<2>(c0)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[3], Lane<3>(c0)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[4], Lane<0>(c1)));
+  v = _mm256_add_ps(v, _mm256_mul_ps(t[5], Lane<1>(c1)));
+  return v;
+}
+
+// Two pixels' first three channels, packed: six floats, written with the two that follow them
+// while a later pixel will write those again.
+inline void StoreSix(float* out, __m256 v, bool room) {
+  const __m256 packed = _mm256_permutevar8x32_ps(v, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
+  if (room) {
+    _mm256_storeu_ps(out, packed);
+  } else {
+    _mm_storeu_ps(out, _mm256_castps256_ps128(packed));
+    _mm_storel_pi(reinterpret_cast<__m64*>(out + 4), _mm256_extractf128_ps(packed, 1));
+  }
+}
+
+inline void StoreThree(float* out, __m128 v) {
+  _mm_storel_pi(reinterpret_cast<__m64*>(out), v);
+  _mm_store_ss(out + 2, _mm_movehl_ps(v, v));
+}
+
+template <int kChannels, bool kLanczos>
+void RowPairs(const uint8_t* src, int32_t width, const int32_t* xIndex, const float* xCoef,
+              float* row) {
+  int32_t j = 0;
+  for (; j + 2 <= width; j += 2) {
+    const __m256 v = kLanczos ? LanczosTwo(src, xIndex, xCoef, j) : CubicTwo(src, xIndex, xCoef, j);
+    if constexpr (kChannels == 4) {
+      _mm256_storeu_ps(row + 4 * j, v);
+    } else {
+      StoreSix(row + 3 * j, v, j + 3 <= width);
+    }
+  }
+  if (j < width) {
+    const float* w = xCoef + (kLanczos ? 6 : 4) * j;
+    const __m128 v = kLanczos ? LanczosOne(src + xIndex[j], w) : CubicOne(src + xIndex[j], w);
+    if constexpr (kChannels == 4) {
+      _mm_storeu_ps(row + 4 * j, v);
+    } else {
+      StoreThree(row + 3 * j, v);
+    }
+  }
+}
+
+void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
+                        const float* xCoef, float* row) {
+  RowPairs<4, false>(src, width, xIndex, xCoef, row);
+}
+
+void ownpi_RowCubic8px(const uint8_t* src, int32_t width, int32_t /*stride*/, const int32_t* xIndex,
+                       const float* xCoef, float* row) {
+  RowPairs<3, false>(src, width, xIndex, xCoef, row);
+}
+
+void ownpi_RowLanczosSP8px4(const uint8_t* src, const int32_t* xIndex, const float* xCoef,
+                            float* row, int32_t width) {
+  RowPairs<4, true>(src, width, xIndex, xCoef, row);
+}
+
+void ownpi_RowLanczosSP8px(const uint8_t* src, int32_t /*stride*/, const int32_t* xIndex,
+                           const float* xCoef, float* row, int32_t width) {
+  RowPairs<3, true>(src, width, xIndex, xCoef, row);
+}
+
+// (r0 w0 + r1 w1) + (r2 w2 + r3 w3), converted to nearest even, sixteen samples a round.
+void ownpi_ColCubic8pl(uint8_t* dst, int32_t count, const float* w, float* const* r) {
+  const __m256 w0 = _mm256_set1_ps(w[0]), w1 = _mm256_set1_ps(w[1]);
+  const __m256 w2 = _mm256_set1_ps(w[2]), w3 = _mm256_set1_ps(w[3]);
+  auto eight = [&](int32_t at) {
+    const __m256 a = _mm256_add_ps(_mm256_mul_ps(_mm256_loadu_ps(r[0] + at), w0),
+                                   _mm256_mul_ps(_mm256_loadu_ps(r[1] + at), w1));
+    const __m256 b = _mm256_add_ps(_mm256_mul_ps(_mm256_loadu_ps(r[2] + at), w2),
+                                   _mm256_mul_ps(_mm256_loadu_ps(r[3] + at), w3));
+    return _mm256_cvtps_epi32(_mm256_add_ps(a, b));
+  };
+  int32_t k = 0;
+  for (; k + 16 <= count; k += 16) {
+    const __m256i words =
+        _mm256_permute4x64_epi64(_mm256_packs_epi32(eight(k), eight(k + 8)), 0xD8);
+    const __m128i bytes =
+        _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k), bytes);
+  }
+  for (; k < count; ++k) {
+    const float s = (r[0][k] * w[0] + r[1][k] * w[1]) + (r[2][k] * w[2] + r[3][k] * w[3]);
+    dst[k] = Clamp8(_mm_cvtss_si32(_mm_set_ss(s)));
+  }
+}
+
+// Six rows left to right, a bias of 0.5000001192 added in single, truncated.
+void ownpi_ColLanczos8pl(uint8_t* dst, int32_t count, const float* w, float* const* r) {
+  __m256 wt[6];
+  for (int t = 0; t < 6; ++t) wt[t] = _mm256_set1_ps(w[t]);
+  const __m256 bias = _mm256_set1_ps(0.5000001192f);
+  auto eight = [&](int32_t at) {
+    __m256 s = _mm256_mul_ps(_mm256_loadu_ps(r[0] + at), wt[0]);
+    for (int t = 1; t < 6; ++t)
+      s = _mm256_add_ps(s, _mm256_mul_ps(_mm256_loadu_ps(r[t] + at), wt[t]));
+    return _mm256_cvttps_epi32(_mm256_add_ps(s, bias));
+  };
+  int32_t k = 0;
+  for (; k + 16 <= count; k += 16) {
+    const __m256i words =
+        _mm256_permute4x64_epi64(_mm256_packs_epi32(eight(k), eight(k + 8)), 0xD8);
+    const __m128i bytes =
+        _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k), bytes);
+  }
+  for (; k < count; ++k) {
+    float s = r[0][k] * w[0];
+    for (int t = 1; t < 6; ++t) s = s + r[t][k] * w[t];
+    dst[k] = Clamp8(static_cast<int32_t>(s + 0.5000001192f));
+  }
+}
+
+}  // namespace nyx::NYX_TAG

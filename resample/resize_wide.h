@@ -1,0 +1,34 @@
+// 256-bit forms of the SSE4.1 row's scaler kernels (frame/width.h). Each gives exactly the bytes
+// or floats of the row's own kernel for the same arguments, tail included, and reads and writes
+// only what that kernel does.
+#ifndef NYX_RESAMPLE_RESIZE_WIDE_H
+#define NYX_RESAMPLE_RESIZE_WIDE_H
+
+#include <cstdint>
+
+#include "frame/width.h"
+
+NYX_IN_WIDE_FORMS(
+    // Linear, four channels: horizontal pass into 16-bit rows, vertical pass of packed samples.
+    void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
+                              const int16_t* xWeight, uint16_t* row);
+    // The same for the first three channels of four-byte pixels (a stride of 4 only).
+    void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t stride,
+                             const int32_t* xIndex, const int16_t* xWeight, uint16_t* row);
+    void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
+                             const uint16_t* lower);
+    // Cubic and Lanczos, four-byte pixels: horizontal passes into float rows, all four channels
+    // (px4) or the first three (px, a stride of 4 only).
+    void ownpi_RowCubic8px(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,
+                           const float* xCoef, float* row);
+    void ownpi_RowLanczosSP8px(const uint8_t* src, int32_t stride, const int32_t* xIndex,
+                               const float* xCoef, float* row, int32_t width);
+    void ownpi_RowCubic8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
+                            const float* xCoef, float* row);
+    void ownpi_RowLanczosSP8px4(const uint8_t* src, const int32_t* xIndex, const float* xCoef,
+                                float* row, int32_t width);
+    // Vertical passes of packed samples, with the row's sum order and rounding.
+    void ownpi_ColCubic8pl(uint8_t* dst, int32_t count, const float* w, float* const* rows);
+    void ownpi_ColLanczos8pl(uint8_t* dst, int32_t count, const float* w, float* const* rows);)
+
+#endif  // NYX_RESAMPLE_RESIZE_WIDE_H
