@@ -128,3 +128,55 @@ void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
 }
 
 }  // namespace nyx::NYX_TAG
+
+namespace nyx::NYX_TAG {
+
+// Three channels, one row of at least 32 pixels: 32 pixels (96 bytes) per round. Each 128-bit
+// lane reverses sixteen pixels with the byte selections of the 128-bit row (the low lanes hold
+// pixels 0-15 of the round, the high lanes 16-31), and lane permutes put the two reversed halves
+// in their place. The tail is one round ending at the row's last pixel, which overlaps pixels
+// already written with the same bytes.
+void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
+  const auto lanes = [](const int8_t* m) {
+    return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(m)));
+  };
+  static constexpr int8_t kMasks[7][16] = {
+      {13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, -1},
+      {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 14},
+      {-1, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
+      {15, -1, 11, 12, 13, 8, 9, 10, 5, 6, 7, 2, 3, 4, -1, 0},
+      {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 15, -1},
+      {1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
+      {-1, 12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2}};
+  const __m256i d0s2 = lanes(kMasks[0]), d0s1 = lanes(kMasks[1]), d1s2 = lanes(kMasks[2]);
+  const __m256i d1s1 = lanes(kMasks[3]), d1s0 = lanes(kMasks[4]), d2s1 = lanes(kMasks[5]);
+  const __m256i d2s0 = lanes(kMasks[6]);
+  const auto round = [&](const uint8_t* from, uint8_t* to) {
+    const auto pair = [](const uint8_t* p) {
+      return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 48),
+                                 reinterpret_cast<const __m128i*>(p));
+    };
+    const __m256i s0 = pair(from), s1 = pair(from + 16), s2 = pair(from + 32);
+    const __m256i r0 =
+        _mm256_or_si256(_mm256_shuffle_epi8(s2, d0s2), _mm256_shuffle_epi8(s1, d0s1));
+    const __m256i r1 = _mm256_or_si256(
+        _mm256_or_si256(_mm256_shuffle_epi8(s2, d1s2), _mm256_shuffle_epi8(s1, d1s1)),
+        _mm256_shuffle_epi8(s0, d1s0));
+    const __m256i r2 =
+        _mm256_or_si256(_mm256_shuffle_epi8(s1, d2s1), _mm256_shuffle_epi8(s0, d2s0));
+    // r holds [pixels 0-15 reversed | pixels 16-31 reversed]; the second half goes first.
+    Store<kStoreUnaligned>(to, _mm256_permute2x128_si256(r0, r1, 0x31));
+    Store<kStoreUnaligned>(to + 32, _mm256_permute2x128_si256(r2, r0, 0x21));
+    Store<kStoreUnaligned>(to + 64, _mm256_permute2x128_si256(r1, r2, 0x20));
+  };
+  int32_t x = 0;
+  for (; x <= width - 32; x += 32) {
+    round(s + 3 * static_cast<ptrdiff_t>(x), dEnd - 3 * static_cast<ptrdiff_t>(x) - 96);
+  }
+  if (x < width) {
+    const ptrdiff_t last = width - 32;
+    round(s + 3 * last, dEnd - 3 * static_cast<ptrdiff_t>(width));
+  }
+}
+
+}  // namespace nyx::NYX_TAG

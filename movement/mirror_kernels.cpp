@@ -159,6 +159,12 @@ inline void Reverse48(const Reverse48Masks& m, const uint8_t* s, uint8_t* d) {
 
 // One three-channel row, source forward into the row ending at dEnd.
 void FlipCopyRow_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if (width >= 32 && (ownWideForms() & kWideAvx2) != 0) {
+    y8::avx2::owniFlipCopyWide_8u_C3(s, dEnd, width);
+    return;
+  }
+#endif
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
   if (width >= 16) {
     const Reverse48Masks m = MakeReverse48Masks();

@@ -11,6 +11,9 @@ NYX_IN_WIDE_FORMS(
     // Four channels, one row: source pixel x to the pixel ending at pDstEnd - 4 * x.
     void owniFlipWide_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width,
                             int32_t nonTemporal);
+    // Three channels, one row of at least 32 pixels: source forward into the row ending at
+    // dEnd, reversed.
+    void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width);
     // Four channels in place: pixel x from pFront exchanged with the pixel ending at
     // pBackEnd - 4 * x, for x below count; overlapping runs go pixel by pixel in that order.
     void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count);
