@@ -6,11 +6,14 @@
 // (single thread) and libyuv operation and a memcpy of (bytes read + bytes written) / 2. Each
 // figure is the median of many timed batches after a warm-up, in milliseconds per call.
 //
-//   nyx_bench [--ms=N] [--row=R] [--wall] [filter...]
+//   nyx_bench [--ms=N] [--row=R] [--width=B] [--wall] [filter...]
 //
 // --ms sets the time spent per measurement (default 75), --row forces the row of the second
-// column (0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1), --wall times by the wall clock instead of the
-// thread's CPU time, and a filter keeps the entries whose name contains it.
+// column (0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1), --width caps the register width (128, 256 or
+// 512 bits) that the SSE4.1 row's kernels may use in that column, --wall times by the wall clock
+// instead of the thread's CPU time, and a filter keeps the entries whose name contains it. When
+// the second column is the SSE4.1 row, one more column per register width this processor has
+// times that row at exactly that width, side by side.
 //
 // Adding a primitive is one entry: its name, bytes read and written per pixel, a lambda that
 // runs nyx on the prepared frame and, where a peer does the same job, a lambda for each peer.
@@ -26,6 +29,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/width.h"
 #include "nyx.h"
 
 #if NYX_BENCH_OPENCV
@@ -441,8 +445,13 @@ double MedianMs(Run&& run, double budgetMs) {
 const char* const kRowNames[NYX_VARIANT_COUNT] = {"generic", "SSE3", "SSSE3", "SSE4.1"};
 const uint32_t kRowCodes[NYX_VARIANT_COUNT] = {0, 32, 33, 35};
 
-void SelectRow(int row) {
+// The wide forms the chosen column may use (--width), and the widths of the side columns.
+uint32_t gChosenForms = 0;
+std::vector<int> gWidths;
+
+void SelectRow(int row, uint32_t wideForms = gChosenForms) {
   nyxStaticInitCpu(kRowCodes[row]);
+  nyx::ownSetWideForms(wideForms);
 }
 
 int ChosenRow() {
@@ -486,9 +495,10 @@ struct Buffer {
 
 struct Row {
   double generic = -1, chosen = -1, opencv = -1, libyuv = -1, bound = -1;
-  Status status = StatusOk;  // of the first nyx call, if it failed
-  std::string mismatch;      // who wrote other bytes than the generic row
-  std::string note;          // which OpenCV form the opencv column shows, where there are two
+  double width[3] = {-1, -1, -1};  // the SSE4.1 row at gWidths[i] bits
+  Status status = StatusOk;        // of the first nyx call, if it failed
+  std::string mismatch;            // who wrote other bytes than the generic row
+  std::string note;                // which OpenCV form the opencv column shows, where there are two
 };
 
 // Milliseconds with three significant digits in a fixed width, or "-".
@@ -587,6 +597,12 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   SelectRow(chosenRow);
   e.nyx(f);
   if (differs(generic)) row.mismatch += "  ! rows differ";
+  for (int bits : gWidths) {
+    restart();
+    SelectRow(3, nyx::FormsUpTo(bits, nyx::ownWideSupported()));
+    e.nyx(f);
+    if (differs(generic)) row.mismatch += "  ! " + std::to_string(bits) + "-bit form differs";
+  }
   if (e.opencv != nullptr && e.peersAlike) {
     restart();
     e.opencv(f);
@@ -602,6 +618,10 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   row.generic = MedianMs([&] { e.nyx(f); }, budgetMs);
   SelectRow(chosenRow);
   row.chosen = MedianMs([&] { e.nyx(f); }, budgetMs);
+  for (size_t i = 0; i < gWidths.size(); ++i) {
+    SelectRow(3, nyx::FormsUpTo(gWidths[i], nyx::ownWideSupported()));
+    row.width[i] = MedianMs([&] { e.nyx(f); }, budgetMs);
+  }
   SelectRow(0);
   if (e.opencv != nullptr) row.opencv = MedianMs([&] { e.opencv(f); }, budgetMs);
   if (e.opencvAlt != nullptr) {
@@ -631,6 +651,7 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
 int main(int argc, char** argv) {
   double budgetMs = 75;
   int forcedRow = -1;
+  int forcedWidth = 512;
   std::vector<std::string> filters;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -642,10 +663,16 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "nyx_bench: --row takes 0 to %d\n", NYX_VARIANT_COUNT - 1);
         return 2;
       }
+    } else if (arg.rfind("--width=", 0) == 0) {
+      forcedWidth = std::atoi(arg.c_str() + 8);
+      if (forcedWidth != 128 && forcedWidth != 256 && forcedWidth != 512) {
+        std::fprintf(stderr, "nyx_bench: --width takes 128, 256 or 512\n");
+        return 2;
+      }
     } else if (arg == "--wall") {
       gClock = CLOCK_MONOTONIC;
     } else if (arg == "-h" || arg == "--help") {
-      std::printf("usage: %s [--ms=N] [--row=R] [--wall] [filter...]\n", argv[0]);
+      std::printf("usage: %s [--ms=N] [--row=R] [--width=B] [--wall] [filter...]\n", argv[0]);
       return 0;
     } else {
       filters.push_back(arg);
@@ -656,6 +683,12 @@ int main(int argc, char** argv) {
   cv::setNumThreads(1);
 #endif
   const int chosenRow = forcedRow >= 0 ? forcedRow : ChosenRow();
+  const uint32_t supported = nyx::ownWideSupported();
+  gChosenForms = nyx::FormsUpTo(forcedWidth, supported);
+  if (chosenRow == 3) {
+    for (int bits : {128, 256, 512})
+      if (nyx::WidthOf(nyx::FormsUpTo(bits, supported)) == bits) gWidths.push_back(bits);
+  }
 
   size_t frameBytes = 64;  // the largest frame of any entry, and room for the in-place bound
   for (const Entry& e : kEntries)
@@ -669,14 +702,16 @@ int main(int argc, char** argv) {
 
   double load[3] = {0, 0, 0};
   getloadavg(load, 3);
-  std::printf("nyx_bench: chosen row %d (%s); load average %.2f %.2f %.2f; peers:%s%s\n", chosenRow,
-              kRowNames[chosenRow], load[0], load[1], load[2], kOpenCvName, kLibyuvName);
+  std::printf("nyx_bench: chosen row %d (%s) at %d bits; load average %.2f %.2f %.2f; peers:%s%s\n",
+              chosenRow, kRowNames[chosenRow], chosenRow == 3 ? nyx::WidthOf(gChosenForms) : 128,
+              load[0], load[1], load[2], kOpenCvName, kLibyuvName);
   std::printf(
       "median %s ms per call; peer/nyx and bound/nyx divide by the chosen row (above 1: nyx is "
       "faster); bound = memcpy of (read + written) / 2\n",
       gClock == CLOCK_MONOTONIC ? "wall-clock" : "thread CPU");
-  std::printf("%-28s %-10s %9s %9s %9s %9s %9s %8s %9s\n", "operation", "size", "generic", "chosen",
-              "opencv", "libyuv", "bound", "peer/nyx", "bound/nyx");
+  std::printf("%-28s %-10s %9s %9s", "operation", "size", "generic", "chosen");
+  for (int bits : gWidths) std::printf(" %9s", ("y8@" + std::to_string(bits)).c_str());
+  std::printf(" %9s %9s %9s %8s %9s\n", "opencv", "libyuv", "bound", "peer/nyx", "bound/nyx");
 
   int shown = 0;
   for (const Entry& e : kEntries) {
@@ -697,15 +732,16 @@ int main(int argc, char** argv) {
       double peer = -1;
       for (double t : {r.opencv, r.libyuv, e.boundIsPeer ? r.bound : -1.0})
         if (t >= 0 && (peer < 0 || t < peer)) peer = t;
-      std::printf("%-28s %-10s %9s %9s %9s %9s %9s %8s %9s%s%s\n", e.name, dims,
-                  Ms(r.generic).c_str(), Ms(r.chosen).c_str(), Ms(r.opencv).c_str(),
-                  Ms(r.libyuv).c_str(), Ms(r.bound).c_str(), Ratio(peer, r.chosen).c_str(),
+      std::printf("%-28s %-10s %9s %9s", e.name, dims, Ms(r.generic).c_str(), Ms(r.chosen).c_str());
+      for (size_t i = 0; i < gWidths.size(); ++i) std::printf(" %9s", Ms(r.width[i]).c_str());
+      std::printf(" %9s %9s %9s %8s %9s%s%s\n", Ms(r.opencv).c_str(), Ms(r.libyuv).c_str(),
+                  Ms(r.bound).c_str(), Ratio(peer, r.chosen).c_str(),
                   Ratio(r.bound, r.chosen).c_str(), r.mismatch.c_str(), r.note.c_str());
       std::fflush(stdout);
       ++shown;
     }
   }
   if (shown == 0) std::printf("(no entry matches)\n");
-  SelectRow(0);
+  SelectRow(0, supported);
   return 0;
 }

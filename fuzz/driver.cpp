@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/width.h"
 #include "support/calls.h"
 
 namespace nyx::fuzz {
@@ -50,17 +51,24 @@ class Reader {
   size_t size_;
 };
 
-// The processor codes of the rows, and whether this machine runs them.
+// The processor codes of the rows, and whether this machine runs them; the SSE4.1 row comes
+// once for each register width the processor has.
 struct Row {
   uint32_t code;
   bool runnable;
+  uint32_t wideForms;
 };
 const std::vector<Row>& RunnableRows() {
   static const std::vector<Row> rows = [] {
-    std::vector<Row> all = {{0, true},
-                            {32, __builtin_cpu_supports("sse3") != 0},
-                            {33, __builtin_cpu_supports("ssse3") != 0},
-                            {35, __builtin_cpu_supports("sse4.1") != 0}};
+    const bool sse41 = __builtin_cpu_supports("sse4.1") != 0;
+    const uint32_t wide = ownWideSupported();
+    std::vector<Row> all = {
+        {0, true, 0},
+        {32, __builtin_cpu_supports("sse3") != 0, 0},
+        {33, __builtin_cpu_supports("ssse3") != 0, 0},
+        {35, sse41, 0},
+        {35, sse41 && WidthOf(FormsUpTo(256, wide)) == 256, FormsUpTo(256, wide)},
+        {35, sse41 && WidthOf(FormsUpTo(512, wide)) == 512, FormsUpTo(512, wide)}};
     std::vector<Row> runnable;
     for (const Row& row : all) {
       if (row.runnable) runnable.push_back(row);
@@ -169,16 +177,18 @@ class Buffer {
   std::abort();
 }
 
-Status RunAtRow(const Call& call, const Args& args, uint32_t cpuCode) {
+Status RunAtRow(const Call& call, const Args& args, uint32_t cpuCode, uint32_t wideForms) {
   nyxStaticInitCpu(cpuCode);
+  ownSetWideForms(wideForms);
   const Status status = call.run(args);
   nyxStaticInitCpu(0);
+  ownSetWideForms(ownWideSupported());
   return status;
 }
 
 // A call with a 4:2:0 side: the packed image and three planes, each with a step of its own, a
 // null among them now and then, and sizes taken down to even as the call does.
-int RunPlanar(const Call& call, uint32_t cpuCode, uint8_t nulls, Reader& in) {
+int RunPlanar(const Call& call, uint32_t cpuCode, uint32_t wideForms, uint8_t nulls, Reader& in) {
   Args args{};
   args.size = DecodeSize(in);
   args.srcSize = args.size;
@@ -208,7 +218,7 @@ int RunPlanar(const Call& call, uint32_t cpuCode, uint8_t nulls, Reader& in) {
     const bool null = nulls < 32 && (nulls & 7) == i + 1;
     if (!null) test::Place(args, specs[i].slot, buffers.back()->Origin(), steps[i]);
   }
-  const Status status = RunAtRow(call, args, cpuCode);
+  const Status status = RunAtRow(call, args, cpuCode, wideForms);
   if (status != expected) {
     Fail(call, args, cpuCode,
          "returned " + std::to_string(status) + ", documented " + std::to_string(expected));
@@ -230,7 +240,7 @@ int RunPlanar(const Call& call, uint32_t cpuCode, uint8_t nulls, Reader& in) {
     }
   }
   for (size_t i = 0; i < specs.size(); ++i) buffers[i]->Restore(before[i]);
-  RunAtRow(call, args, 0);
+  RunAtRow(call, args, 0, 0);
   for (size_t i = 0; i < specs.size(); ++i) {
     if (buffers[i]->Contents() != atRow[i]) {
       Fail(call, args, cpuCode, "differs from the generic row");
@@ -250,9 +260,10 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
 
   Reader in(data, size);
   const Call& call = *calls[in.Byte() % calls.size()];
-  const uint32_t cpuCode = RunnableRows()[in.Byte() % RunnableRows().size()].code;
+  const Row& row = RunnableRows()[in.Byte() % RunnableRows().size()];
+  const uint32_t cpuCode = row.code;
   const uint8_t nulls = in.Byte();
-  if (call.planar != test::Planar::kNone) return RunPlanar(call, cpuCode, nulls, in);
+  if (call.planar != test::Planar::kNone) return RunPlanar(call, cpuCode, row.wideForms, nulls, in);
   Args args{};
   args.size = DecodeSize(in);
   // The scaler's source image follows from its arguments, and its step from the source.
@@ -332,7 +343,7 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
 
   // A comparison of images without variance in a channel has no index for it: it writes
   // not-a-number there and says so, whatever the checks passed.
-  Status status = RunAtRow(call, args, cpuCode);
+  Status status = RunAtRow(call, args, cpuCode, row.wideForms);
   if (call.results > 0 && expected == StatusOk && status == StatusZeroDenominator) {
     bool nan = false;
     for (int c = 0; c < call.results; ++c) nan = nan || std::isnan(args.result[c]);
@@ -365,7 +376,7 @@ int RunFamily(const char* family, const uint8_t* data, size_t size) {
   const std::vector<uint8_t> atRow = dst.Contents();
   std::vector<float> resultAtRow(args.result, args.result + call.results);
   dst.Restore(dstBefore);
-  RunAtRow(call, args, 0);
+  RunAtRow(call, args, 0, 0);
   if (dst.Contents() != atRow) Fail(call, args, cpuCode, "differs from the generic row");
   // The rows of a comparison sum in their own orders; the index lies within [-1, 1], so their
   // results stay within a small absolute distance.

@@ -6,6 +6,10 @@
 
 #include "movement/mirror_kernels.h"
 
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+#include "movement/wide_kernels.h"
+#endif
+
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
 #include <emmintrin.h>
 #endif
@@ -155,6 +159,12 @@ inline void Reverse48(const Reverse48Masks& m, const uint8_t* s, uint8_t* d) {
 
 // One three-channel row, source forward into the row ending at dEnd.
 void FlipCopyRow_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if (width >= 32 && (ownWideForms() & kWideAvx2) != 0) {
+    y8::avx2::owniFlipCopyWide_8u_C3(s, dEnd, width);
+    return;
+  }
+#endif
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
   if (width >= 16) {
     const Reverse48Masks m = MakeReverse48Masks();
@@ -231,6 +241,12 @@ void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int
 }
 
 void owniFlip_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if ((ownWideForms() & kWideAvx2) != 0) {
+    y8::avx2::owniFlipWide_8u_C4(pSrc, pDstEnd, width, nonTemporal);
+    return;
+  }
+#endif
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
   const uint8_t* s = pSrc;
   uint8_t* d = pDstEnd;
@@ -322,6 +338,12 @@ void owniFlip_8u_C3(uint8_t* pSrcDst, int32_t step, ImageSize roiSize, int32_t b
 }
 
 void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if ((ownWideForms() & kWideAvx2) != 0) {
+    y8::avx2::owniFlipWide_8u_C4I(pFront, pBackEnd, count);
+    return;
+  }
+#endif
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
   const size_t bytes = 4 * static_cast<size_t>(count > 0 ? count : 0);
   if (count >= 4 && !RunsOverlap(pFront, pBackEnd - bytes, bytes)) {

@@ -13,6 +13,10 @@
 
 #include <cstring>
 
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+#include "movement/wide_kernels.h"
+#endif
+
 namespace nyx::NYX_TAG {
 namespace {
 
@@ -347,6 +351,16 @@ void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t
                     RowRun run, const int32_t* order) {
   const __m128i table = BuildTableAC4(order);
   const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if ((ownWideForms() & kWideAvx2) != 0) {
+    alignas(16) uint8_t tableBytes[16];
+    _mm_store_si128(reinterpret_cast<__m128i*>(tableBytes), table);
+    for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
+      y8::avx2::owniSwapWide_8u_AC4R(pSrc, pDst, run.width, order, tableBytes);
+    }
+    return;
+  }
+#endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
     owniSwapChannels_8u_AC4R(pSrc, pDst, run.width, order, table, alpha);
   }

@@ -31,9 +31,11 @@ struct Level {
 const Level kLevels[] = {
     {NYX_KERNELS(mx)}, {NYX_SIMD_KERNELS(m7)}, {NYX_SIMD_KERNELS(u8)}, {NYX_SIMD_KERNELS(y8)}};
 
-std::vector<const Level*> Levels() {
-  std::vector<const Level*> out;
-  for (const auto& row : nyx::test::RunnableRows()) out.push_back(&kLevels[row.index]);
+// Each runnable row's kernels, with the row and its register width to force while they run:
+// the SSE4.1 row's kernels come once per width, as their wide forms must give its bytes.
+std::vector<std::pair<const Level*, nyx::test::Row>> Levels() {
+  std::vector<std::pair<const Level*, nyx::test::Row>> out;
+  for (const auto& row : nyx::test::RunnableRows()) out.push_back({&kLevels[row.index], row});
   return out;
 }
 
@@ -84,7 +86,9 @@ TEST(CopyKernels, MatchByteLoops) {
   for (int n : {0x40000 + 5, 0x80000 - 1, 0x80000 + 17, 0x100000 + 4097}) {
     for (int sm : {0, 3, 5}) cases.push_back({n, sm, sm == 3 ? 9 : 0});
   }
-  for (const Level* l : Levels()) {
+  for (const auto& [l, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (const Case& c : cases) {
       for (int k = 0; k < (l->copyNT ? 7 : 5); ++k) {
         if (k >= 5 && c.dm != 0) continue;  // the streaming kernels want an aligned destination
@@ -107,7 +111,9 @@ TEST(CopyKernels, MatchByteLoops) {
 // row copies (which then forgo streaming stores) the forward byte loop's result, where a
 // destination one byte above the source repeats the first byte.
 TEST(CopyKernels, OverlappingRanges) {
-  for (const Level* l : Levels()) {
+  for (const auto& [l, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (int shift : {1, -1, 3, -3, 7, 15, -16, 17, 40, 63, -64, 65, 200, -200}) {
       for (int n : {1, 5, 10, 40, 63, 64, 100, 1000}) {
         for (int mis = 0; mis < 16; mis += 5) {
@@ -139,7 +145,9 @@ TEST(CopyKernels, CacheSizeFromLeaf2) {
       {{0x43000001, 0x4D000000, 0, 0}, 16777216},   {{0x00000001, 0x3D3A2100, 0, 0}, -1},
       {{0x00000001, 0x00004800, 0x85, 0}, 3145728},
   };
-  for (const Level* l : Levels()) {
+  for (const auto& [l, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (const auto& c : cases) {
       if (l->fromLeaf2 == nullptr) break;
       EXPECT_EQ(l->fromLeaf2(c.reg), c.size) << l->tag << " case " << &c - cases;
@@ -160,7 +168,9 @@ TEST(CopyRegions, C3P3R) {
       cases.push_back({40, 4, mis, pmis, 0, 0});
     }
   }
-  for (const Level* l : Levels()) {
+  for (const auto& [l, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (const Case& c : cases) {
       const int32_t srcStep = 3 * c.w + c.srcPad, dstStep = c.w + c.planePad;
       std::vector<uint8_t> src = RandomBytes(srcStep * c.h + 80, c.w * 13 + c.h);
@@ -184,7 +194,9 @@ TEST(CopyRegions, C3P3R) {
 // Every fourth byte from the channel the source points at; the source ends at that channel's
 // last byte, so a load past it is caught by the sanitizer build.
 TEST(CopyRegions, C4C1R) {
-  for (const Level* l : Levels()) {
+  for (const auto& [l, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (int w : {1, 15, 16, 17, 18, 33, 70}) {
       for (int k = 0; k < 16; ++k) {
         const int h = k & 1 ? 3 : 1, pad = k & 2 ? 3 : 0, ch = k >> 2;
@@ -204,7 +216,9 @@ TEST(CopyRegions, C4C1R) {
 
 // Pointers in turn, then the size; nothing is written on failure.
 TEST(CopyRegions, CheckOrder) {
-  for (const Level* l : Levels()) {
+  for (const auto& [l, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     uint8_t buf[16] = {};
     uint8_t* ok[3] = {buf, buf + 4, buf + 8};
     uint8_t* nulls[3][3] = {{nullptr, buf, buf}, {buf, nullptr, buf}, {buf, buf, nullptr}};

@@ -29,6 +29,14 @@ struct Level {
 const Level kLevels[] = {NYX_LEVEL_ENTRY(mx), NYX_LEVEL_ENTRY(m7), NYX_LEVEL_ENTRY(u8),
                          NYX_LEVEL_ENTRY(y8)};
 
+// Each runnable row's kernels, with the row and its register width to force while they run:
+// the SSE4.1 row's kernels come once per width, as their wide forms must give its bytes.
+std::vector<std::pair<const Level*, nyx::test::Row>> Levels() {
+  std::vector<std::pair<const Level*, nyx::test::Row>> out;
+  for (const auto& row : nyx::test::RunnableRows()) out.push_back({&kLevels[row.index], row});
+  return out;
+}
+
 struct Layout {
   const char* name;
   int pixelBytes;
@@ -50,9 +58,9 @@ std::vector<double> Model(const uint8_t* first, int32_t step, ImageSize roi, con
 
 TEST(Sum, ExactAtEveryLevel) {
   std::mt19937 rng(5);
-  for (const nyx::test::Row& row : nyx::test::RunnableRows()) {
-    nyx::test::ScopedRow scoped(row);  // the SSE4.1 row at each register width
-    const Level* level = &kLevels[row.index];
+  for (const auto& [level, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (int li = 0; li < 3; ++li) {
       const Layout& layout = kLayouts[li];
       for (int width : {1, 2, 3, 5, 6, 15, 16, 17, 21, 33, 48, 63, 100, 257}) {
@@ -97,9 +105,9 @@ TEST(Sum, LargeRegionsStayExact) {
     const uint8_t* first = row.data() + 3;
     const ImageSize roi{c.width, c.height};
     const auto oneRow = Model(first, 0, {c.width, 1}, layout);
-    for (const nyx::test::Row& row : nyx::test::RunnableRows()) {
-      nyx::test::ScopedRow scoped(row);  // the SSE4.1 row at each register width
-      const Level* level = &kLevels[row.index];
+    for (const auto& [level, at] : Levels()) {
+      const nyx::test::ScopedRow forced(at);
+      SCOPED_TRACE(nyx::test::RowName(at));
       double got[3] = {};
       ASSERT_EQ(level->sum[c.layout](first, 0, roi, got), StatusOk);
       for (int ch = 0; ch < layout.results; ++ch) {
@@ -112,9 +120,9 @@ TEST(Sum, LargeRegionsStayExact) {
 TEST(Sum, ArgumentChecks) {
   constexpr Status kNull = StatusNullPointer, kSize = StatusBadSize;
   uint8_t px[16] = {};
-  for (const nyx::test::Row& row : nyx::test::RunnableRows()) {
-    nyx::test::ScopedRow scoped(row);  // the SSE4.1 row at each register width
-    const Level* level = &kLevels[row.index];
+  for (const auto& [level, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (int li = 0; li < 3; ++li) {
       SumFn sum = level->sum[li], mean = level->mean[li];
       double r[3] = {-1.0, -1.0, -1.0};

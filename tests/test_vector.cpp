@@ -33,9 +33,11 @@ struct Level {
 const Level kLevels[] = {
     {NYX_LEVEL(mx, false)}, {NYX_LEVEL(m7, true)}, {NYX_LEVEL(u8, true)}, {NYX_LEVEL(y8, true)}};
 
-std::vector<const Level*> Levels() {
-  std::vector<const Level*> out;
-  for (const auto& row : nyx::test::RunnableRows()) out.push_back(&kLevels[row.index]);
+// Each runnable row's kernels, with the row and its register width to force while they run:
+// the SSE4.1 row's kernels come once per width, as their wide forms must give its bytes.
+std::vector<std::pair<const Level*, nyx::test::Row>> Levels() {
+  std::vector<std::pair<const Level*, nyx::test::Row>> out;
+  for (const auto& row : nyx::test::RunnableRows()) out.push_back({&kLevels[row.index], row});
   return out;
 }
 
@@ -72,7 +74,9 @@ std::vector<int> Lengths() {
 
 TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
   std::mt19937 rng(7);
-  for (const Level* level : Levels()) {
+  for (const auto& [level, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     const int acc = level->simd ? 4 : 2;
     int caught[3] = {};  // misses of a slipped dot fold, a plain loop, a slipped norm fold
     for (int len : Lengths()) {
@@ -103,7 +107,9 @@ TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
 // A zero constant of either sign leaves -0.0 as it is (subtracting +0.0 would make it +0.0).
 TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
   std::mt19937 rng(3);
-  for (const Level* level : Levels()) {
+  for (const auto& [level, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (int len : Lengths()) {
       for (int m = 0; m < 4; ++m) {
         std::vector<uint8_t> bytes(len + m);
@@ -133,7 +139,9 @@ TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
 
 // Overlapping moves both ways and onto themselves, against memmove, guards around the range.
 TEST(Vector, MovesAreOverlapSafe) {
-  for (const Level* level : Levels()) {
+  for (const auto& [level, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     for (int len : {1, 3, 8, 17, 64, 133}) {
       for (int shift : {-37, -16, -5, -1, 0, 1, 4, 9, 40}) {
         std::vector<float> f(len + 100), fWant;
@@ -152,7 +160,9 @@ TEST(Vector, MovesAreOverlapSafe) {
 
 // Pointers first, then the length; a failed call writes nothing. Length 1 works.
 TEST(Vector, ArgumentChecks) {
-  for (const Level* level : Levels()) {
+  for (const auto& [level, at] : Levels()) {
+    const nyx::test::ScopedRow forced(at);
+    SCOPED_TRACE(nyx::test::RowName(at));
     float f[4] = {1.0f, 2.0f, 3.0f, 4.0f}, out = kCanary;
     int16_t s[4] = {};
     uint8_t b[4] = {9, 9, 9, 9};

@@ -1,0 +1,26 @@
+// 256-bit forms of the SSE4.1 row's movement kernels (frame/width.h). Each gives exactly the
+// bytes of the 128-bit kernel it stands for and keeps to the region: no load or store leaves
+// the pixels it serves, with 128-bit and single-pixel steps for what a 256-bit step leaves.
+#ifndef NYX_MOVEMENT_WIDE_KERNELS_H
+#define NYX_MOVEMENT_WIDE_KERNELS_H
+
+#include "frame/level.h"
+#include "frame/width.h"
+
+NYX_IN_WIDE_FORMS(
+    // Four channels, one row: source pixel x to the pixel ending at pDstEnd - 4 * x.
+    void owniFlipWide_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width,
+                            int32_t nonTemporal);
+    // Three channels, one row of at least 32 pixels: source forward into the row ending at
+    // dEnd, reversed.
+    void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width);
+    // Four channels in place: pixel x from pFront exchanged with the pixel ending at
+    // pBackEnd - 4 * x, for x below count; overlapping runs go pixel by pixel in that order.
+    void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count);
+    // AC4 reordering of one row: channels 0..2 of each pixel from its bytes table[0..15]
+    // (the 128-bit shuffle table of four pixels, alpha lanes selecting zero); the alpha byte is
+    // never changed.
+    void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
+                              const uint8_t table[16]);)
+
+#endif  // NYX_MOVEMENT_WIDE_KERNELS_H
