@@ -46,4 +46,32 @@ void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int
   while (width > 0) single();
 }
 
+// Two 16-pixel blocks side by side, one in each 128-bit lane: the lane-local byte shuffle then
+// does for both what the 128-bit kernel does for one, with the same tables.
+void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables) {
+  __m256i t[3][3];
+  for (int j = 0; j < 3; ++j) {
+    for (int k = 0; k < 3; ++k) {
+      t[j][k] = _mm256_broadcastsi128_si256(
+          _mm_loadu_si128(reinterpret_cast<const __m128i*>(tables + 48 * j + 16 * k)));
+    }
+  }
+  auto load = [](const uint8_t* p) {
+    return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 48),
+                               reinterpret_cast<const __m128i*>(p));
+  };
+  auto store = [](uint8_t* p, __m256i v) {
+    _mm256_storeu2_m128i(reinterpret_cast<__m128i*>(p + 48), reinterpret_cast<__m128i*>(p), v);
+  };
+  for (int64_t i = 0; i < pairs; ++i, s += 96, d += 96) {
+    const __m256i a = load(s), m = load(s + 16), z = load(s + 32);
+    store(d, _mm256_or_si256(_mm256_shuffle_epi8(a, t[0][0]), _mm256_shuffle_epi8(m, t[0][1])));
+    store(d + 16, _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(a, t[1][0]),
+                                                  _mm256_shuffle_epi8(m, t[1][1])),
+                                  _mm256_shuffle_epi8(z, t[1][2])));
+    store(d + 32,
+          _mm256_or_si256(_mm256_shuffle_epi8(m, t[2][1]), _mm256_shuffle_epi8(z, t[2][2])));
+  }
+}
+
 }  // namespace nyx::NYX_TAG

@@ -105,9 +105,11 @@ void SwapBlocksC3(const uint8_t*& s, uint8_t*& d, int64_t blocks, const TablesC3
 }
 
 // One row: rows of at least 16 pixels first bring the destination to an 8-byte boundary by
-// single pixels, then run 16 pixels a step; the rest goes by 8, by 4 and by single pixels.
+// single pixels, then run 16 pixels a step (32 with 256-bit registers, `wide`); the rest goes by
+// 8, by 4 and by single pixels. Each pixel is rebuilt from its own bytes, so the steps a row is
+// cut into do not show in its bytes.
 void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                             const TablesC3& k) {
+                             const TablesC3& k, [[maybe_unused]] bool wide) {
   auto single = [&] {
     d[0] = s[order[0]];
     d[1] = s[order[1]];
@@ -118,6 +120,15 @@ void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const 
   };
   if (width >= 16) {
     while (!IsAligned(d, 8)) single();
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (wide && width >= 32) {
+      const int64_t pairs = width / 32;
+      y8::avx2::owniSwapWide_8u_C3R(s, d, pairs, reinterpret_cast<const uint8_t*>(&k));
+      s += pairs * 96;
+      d += pairs * 96;
+      width -= pairs * 32;
+    }
+#endif
     const int64_t blocks = width / 16;
     if (IsAligned(s, 16)) {
       SwapBlocksC3<true>(s, d, blocks, k);
@@ -342,8 +353,13 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
 void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, RowRun run,
                    const int32_t* order) {
   const TablesC3 tables = BuildTablesC3(order);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  const bool wide = (ownWideForms() & kWideAvx2) != 0;
+#else
+  const bool wide = false;
+#endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
-    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables);
+    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables, wide);
   }
 }
 

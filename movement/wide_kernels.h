@@ -21,6 +21,9 @@ NYX_IN_WIDE_FORMS(
     // (the 128-bit shuffle table of four pixels, alpha lanes selecting zero); the alpha byte is
     // never changed.
     void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                              const uint8_t table[16]);)
+                              const uint8_t table[16]);
+    // C3 reordering of `pairs` runs of 32 pixels: tables holds the nine 16-byte shuffle tables
+    // of the 16-pixel block, output vector j from input vector s at byte 48 * j + 16 * s.
+    void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables);)
 
 #endif  // NYX_MOVEMENT_WIDE_KERNELS_H
