@@ -4,13 +4,16 @@
 #ifndef NYX_MOVEMENT_WIDE_KERNELS_H
 #define NYX_MOVEMENT_WIDE_KERNELS_H
 
+#include <cstddef>
+
 #include "frame/level.h"
 #include "frame/width.h"
 
 NYX_IN_WIDE_FORMS(
-    // Four channels, one row: source pixel x to the pixel ending at pDstEnd - 4 * x.
-    void owniFlipWide_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width,
-                            int32_t nonTemporal);
+    // Four channels, `height` rows dstStep apart: source pixel x of a row to the pixel ending
+    // at pDstEnd - 4 * x.
+    void owniFlipWide_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd,
+                            ptrdiff_t dstStep, int32_t width, int32_t height, int32_t nonTemporal);
     // Three channels, one row of at least 32 pixels: source forward into the row ending at
     // dEnd, reversed.
     void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width);
