@@ -27,6 +27,14 @@ NYX_IN_WIDE_FORMS(
                               const uint8_t table[16]);
     // C3 reordering of `pairs` runs of 32 pixels: tables holds the nine 16-byte shuffle tables
     // of the 16-pixel block, output vector j from input vector s at byte 48 * j + 16 * s.
-    void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables);)
+    void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables);
+    // C3 to C4 reordering of `runs` runs of 32 pixels with one channel filled or kept: tables
+    // holds the 16-byte shuffle, fill and keep vectors of four pixels, in that order.
+    void owniSwapWide_8u_C3C4R(const uint8_t* s, uint8_t* d, int64_t runs, const uint8_t* tables,
+                               bool keep);
+    // C4 to C3 reordering of `runs` runs of 32 pixels: table is the 16-byte shuffle that
+    // packs four pixels into the first twelve bytes.
+    void owniSwapWide_8u_C4C3R(const uint8_t* s, uint8_t* d, int64_t runs,
+                               const uint8_t table[16]);)
 
 #endif  // NYX_MOVEMENT_WIDE_KERNELS_H
