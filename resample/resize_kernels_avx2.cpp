@@ -63,40 +63,57 @@ inline uint8_t BlendLinear(uint32_t a, uint32_t b, uint32_t w) {
 
 }  // namespace
 
-// Four pixels a round: both taps of a pixel are its eight bytes, one byte shuffle makes the
-// (left, right) pairs of each channel, one multiply-add of 16-bit pairs weighs them.
+namespace {
+
+// (16384 - w1) s0 + w1 s1 + 128 >> 8 is 64 s0 + ((s1 - s0) w1 + 128) >> 8, the rounded high half
+// of 128 (s1 - s0) * w1: sixteen 16-bit lanes, four pixels, per multiply.
+inline __m256i LinearFour(__m256i taps, __m256i w1) {
+  const __m256i left = _mm256_setr_epi8(0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1, 0,
+                                        -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1);
+  const __m256i right =
+      _mm256_setr_epi8(4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1, 4, -1, 5, -1, 6,
+                       -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1);
+  const __m256i s0 = _mm256_shuffle_epi8(taps, left), s1 = _mm256_shuffle_epi8(taps, right);
+  const __m256i frac = _mm256_mulhrs_epi16(_mm256_slli_epi16(_mm256_sub_epi16(s1, s0), 7), w1);
+  return _mm256_add_epi16(_mm256_slli_epi16(s0, 6), frac);
+}
+
+// The right weights of pixels j .. j + 3, each in the four lanes of its pixel.
+inline __m256i RightWeights(const int16_t* xWeight, int32_t j) {
+  const __m256i second = _mm256_setr_epi8(2, 3, 2, 3, 2, 3, 2, 3, 6, 7, 6, 7, 6, 7, 6, 7, 10, 11,
+                                          10, 11, 10, 11, 10, 11, 14, 15, 14, 15, 14, 15, 14, 15);
+  const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 2 * j));
+  return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(w), second);
+}
+
+// Both taps of pixels j .. j + 3: each pixel's eight bytes, two pixels a lane.
+inline __m256i PairTaps(const uint8_t* src, const int32_t* xIndex, int32_t j) {
+  auto two = [&](int32_t at) {
+    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at + 1]));
+    return _mm_unpacklo_epi64(a, b);
+  };
+  return _mm256_set_m128i(two(j + 2), two(j));
+}
+
+}  // namespace
+
+// Pixels from j on: pair loads four pixels a round, then one pixel at a time.
 template <int kChannels>
-void CoefLinear(const uint8_t* src, int32_t width, const int32_t* xIndex, const int16_t* xWeight,
-                uint16_t* row) {
-  const __m256i pairs = _mm256_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1, 0,
-                                         -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
-  const __m256i half = _mm256_set1_epi32(128);
-  const __m256i spreadLo = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
-  const __m256i spreadHi = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
+void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIndex,
+                const int16_t* xWeight, uint16_t* row) {
   // Three channels: the first six 16-bit values of each lane (two pixels).
   const __m256i threes = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0,
                                           1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
-  auto two = [&](int32_t at, __m256i w) {
-    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
-    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at + 1]));
-    const __m256i v = _mm256_shuffle_epi8(_mm256_set_m128i(b, a), pairs);
-    return _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(v, w), half), 8);
-  };
   // A round writes whole 16-byte lanes; with three channels the last four bytes of each belong
   // to the next pixel, so the round stops while a later pixel still covers them.
-  const int32_t rounds = kChannels == 4 ? width / 4 : (width >= 5 ? (width - 5) / 4 + 1 : 0);
-  int32_t j = 0;
-  for (int32_t r = 0; r < rounds; ++r, j += 4) {
-    const __m256i w =
-        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 2 * j)));
-    const __m256i a = two(j, _mm256_permutevar8x32_epi32(w, spreadLo));
-    const __m256i b = two(j + 2, _mm256_permutevar8x32_epi32(w, spreadHi));
-    // In-lane packing leaves pixels j, j+2, j+1, j+3: put them back in order.
-    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8);
+  const int32_t end = kChannels == 4 ? width - 3 : width - 4;
+  for (; j < end; j += 4) {
+    const __m256i h = LinearFour(PairTaps(src, xIndex, j), RightWeights(xWeight, j));
     if constexpr (kChannels == 4) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), packed);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), h);
     } else {
-      const __m256i three = _mm256_shuffle_epi8(packed, threes);
+      const __m256i three = _mm256_shuffle_epi8(h, threes);
       _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j), _mm256_castsi256_si128(three));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j + 6),
                        _mm256_extracti128_si256(three, 1));
@@ -112,34 +129,95 @@ void CoefLinear(const uint8_t* src, int32_t width, const int32_t* xIndex, const 
   }
 }
 
+int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, int32_t width, uint8_t* windows) {
+  const int64_t limit = int64_t{xIndex[width - 1]} + 8;  // end of the bytes the row reads
+  int32_t g = 0;
+  for (; 4 * g + 3 < width; ++g) {
+    const int32_t* x = xIndex + 4 * g;
+    if (int64_t{x[0]} + 32 > limit) break;
+    uint8_t k[4];
+    bool fits = true;
+    for (int m = 0; m < 4; ++m) {
+      const int64_t d = int64_t{x[m]} - x[0];
+      fits = fits && d >= 0 && d <= 24 && d % 4 == 0;
+      k[m] = static_cast<uint8_t>(d / 4);
+    }
+    if (!fits) break;
+    const uint8_t order[8] = {
+        k[0], k[1], static_cast<uint8_t>(k[0] + 1), static_cast<uint8_t>(k[1] + 1),
+        k[2], k[3], static_cast<uint8_t>(k[2] + 1), static_cast<uint8_t>(k[3] + 1)};
+    std::memcpy(windows + 8 * g, order, 8);
+  }
+  return g;
+}
+
+void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,
+                              const int32_t* xIndex, const int16_t* xWeight, const uint8_t* windows,
+                              int32_t groups, uint16_t* row0, uint16_t* row1) {
+  const __m256i z = _mm256_setzero_si256();
+  auto four = [&](const uint8_t* src, int32_t j, __m256i order, __m256i w1) {
+    const __m256i win = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + xIndex[j]));
+    const __m256i taps = _mm256_permutevar8x32_epi32(win, order);  // L0 L1 R0 R1 | L2 L3 R2 R3
+    const __m256i s0 = _mm256_unpacklo_epi8(taps, z), s1 = _mm256_unpackhi_epi8(taps, z);
+    const __m256i frac = _mm256_mulhrs_epi16(_mm256_slli_epi16(_mm256_sub_epi16(s1, s0), 7), w1);
+    return _mm256_add_epi16(_mm256_slli_epi16(s0, 6), frac);
+  };
+  for (int32_t g = 0; g < groups; ++g) {
+    const int32_t j = 4 * g;
+    const __m256i order =
+        _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(windows + 8 * g)));
+    const __m256i w1 = RightWeights(xWeight, j);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(row0 + 4 * j), four(src0, j, order, w1));
+    if (src1 != nullptr) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row1 + 4 * j), four(src1, j, order, w1));
+    }
+  }
+  CoefLinear<4>(src0, 4 * groups, width, xIndex, xWeight, row0);
+  if (src1 != nullptr) CoefLinear<4>(src1, 4 * groups, width, xIndex, xWeight, row1);
+}
+
 void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
                           const int16_t* xWeight, uint16_t* row) {
-  CoefLinear<4>(src, width, xIndex, xWeight, row);
+  CoefLinear<4>(src, 0, width, xIndex, xWeight, row);
 }
 
 void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t /*stride*/,
                          const int32_t* xIndex, const int16_t* xWeight, uint16_t* row) {
-  CoefLinear<3>(src, width, xIndex, xWeight, row);
+  CoefLinear<3>(src, 0, width, xIndex, xWeight, row);
 }
+
+namespace {
+
+// (a (16384 - w) + b w + 2^19) >> 20 in 16-bit lanes: (a + floor((b - a) w / 2^14) + 32) >> 6,
+// the floor being the high half of 2 (b - a) * 2 w (w < 16384; twiceW holds 2 w).
+inline __m256i BlendSixteen(__m256i a, __m256i b, __m256i twiceW) {
+  const __m256i d = _mm256_sub_epi16(b, a);
+  const __m256i q = _mm256_mulhi_epi16(_mm256_add_epi16(d, d), twiceW);
+  return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(a, q), _mm256_set1_epi16(32)), 6);
+}
+
+}  // namespace
 
 void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                          const uint16_t* lower) {
-  const __m256i weights = _mm256_set1_epi32(
-      static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w)));
-  const __m256i half = _mm256_set1_epi32(0x80000);
+  if (w >= 16384) {  // the lower row alone
+    upper = lower;
+    w = 0;
+  }
+  const __m256i twiceW = _mm256_set1_epi16(static_cast<int16_t>(2 * w));
   auto sixteen = [&](int32_t at) {
-    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at));
-    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at));
-    const __m256i lo = _mm256_srli_epi32(
-        _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(a, b), weights), half), 20);
-    const __m256i hi = _mm256_srli_epi32(
-        _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), weights), half), 20);
-    return _mm256_packs_epi32(lo, hi);  // in-lane: samples stay in order within each lane
+    return BlendSixteen(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at)),
+                        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at)), twiceW);
   };
   int32_t k = 0;
   for (; k + 32 <= count; k += 32) {
-    const __m256i bytes = _mm256_packus_epi16(sixteen(k), sixteen(k + 16));
+    const __m256i bytes = _mm256_packus_epi16(sixteen(k), sixteen(k + 16));  // in-lane
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + k), _mm256_permute4x64_epi64(bytes, 0xD8));
+  }
+  for (; k + 16 <= count; k += 16) {
+    const __m256i v = sixteen(k);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k),
+                     _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
   }
   for (; k < count; ++k) dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
 }

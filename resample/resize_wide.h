@@ -15,6 +15,17 @@ NYX_IN_WIDE_FORMS(
     // The same for the first three channels of four-byte pixels (a stride of 4 only).
     void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t stride,
                              const int32_t* xIndex, const int16_t* xWeight, uint16_t* row);
+    // Windows of the four-channel pass: for each group of four destination pixels from pixel
+    // 4g, the pixel offsets of the left and right taps (L0 L1 R0 R1 L2 L3 R2 R3) within the 32
+    // bytes from xIndex[4g], eight bytes a group. Returns the number of leading groups whose taps
+    // fit their window and whose window ends within the bytes the row reads.
+    int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, int32_t width, uint8_t* windows);
+    // The four-channel pass of one or two source rows (src1 may be null) with the same tables,
+    // the first `groups` groups through their windows.
+    void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,
+                                  const int32_t* xIndex, const int16_t* xWeight,
+                                  const uint8_t* windows, int32_t groups, uint16_t* row0,
+                                  uint16_t* row1);
     void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                              const uint16_t* lower);
     // Cubic and Lanczos, four-byte pixels: horizontal passes into float rows, all four channels
