@@ -66,6 +66,10 @@ void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, i
   T* dst = static_cast<T*>(pDst);
   const int32_t spacing = kChannels == 4 ? 4 : stride;
   const bool whole = spacing == kChannels;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  const bool windowed = sizeof(T) * kChannels == 4 && Wide();
+  const int32_t groups = windowed ? avx2::ownpi_NearestWindows8px4(xIndex, width) : 0;
+#endif
   for (int32_t i = 0; i < height; ++i) {
     T* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
     if (whole && i > 0 && yIndex[i] == yIndex[i - 1]) {
@@ -77,6 +81,12 @@ void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, i
     if constexpr (sizeof(T) * kChannels == 4) {
       const uint8_t* in = reinterpret_cast<const uint8_t*>(row);
       uint8_t* to = reinterpret_cast<uint8_t*>(out);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+      if (windowed) {
+        avx2::ownpi_NearestRow8px4(in, width, xIndex, groups, to);
+        continue;
+      }
+#endif
       ownpi_NearestRow8px4(in, width, xIndex, to);
       continue;
     }
@@ -285,7 +295,7 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
   const bool windowed = wide && channels == 4;
   uint8_t* windows = reinterpret_cast<uint8_t*>(
       (reinterpret_cast<uintptr_t>(lower + width * channels) + 15) & ~uintptr_t{15});
-  const int32_t groups = windowed ? avx2::ownpi_LinearWindows8px4(xIndex, width, windows) : 0;
+  const int32_t groups = windowed ? avx2::ownpi_LinearWindows8px4(xIndex, xw, width, windows) : 0;
 #endif
   // One source row (second null) or two with the same tables.
   auto pass = [&](int64_t y, uint16_t* row, const int64_t* y2, uint16_t* row2) {

@@ -129,7 +129,8 @@ void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIn
   }
 }
 
-int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, int32_t width, uint8_t* windows) {
+int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, const int16_t* xWeight, int32_t width,
+                                uint8_t* windows) {
   const int64_t limit = int64_t{xIndex[width - 1]} + 8;  // end of the bytes the row reads
   int32_t g = 0;
   for (; 4 * g + 3 < width; ++g) {
@@ -142,6 +143,7 @@ int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, int32_t width, uint8_t* w
       fits = fits && d >= 0 && d <= 24 && d % 4 == 0;
       k[m] = static_cast<uint8_t>(d / 4);
     }
+    for (int m = 0; m < 4; ++m) fits = fits && xWeight[2 * (4 * g + m) + 1] < 16384;
     if (!fits) break;
     const uint8_t order[8] = {
         k[0], k[1], static_cast<uint8_t>(k[0] + 1), static_cast<uint8_t>(k[1] + 1),
@@ -154,22 +156,29 @@ int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, int32_t width, uint8_t* w
 void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,
                               const int32_t* xIndex, const int16_t* xWeight, const uint8_t* windows,
                               int32_t groups, uint16_t* row0, uint16_t* row1) {
-  const __m256i z = _mm256_setzero_si256();
-  auto four = [&](const uint8_t* src, int32_t j, __m256i order, __m256i w1) {
+  // The taps of each channel side by side, (left, right) byte pairs: one multiply-add of byte
+  // pairs gives 64 s0, another 64 (s1 - s0), and the rounded high half of 64 (s1 - s0) * 2 w1
+  // is ((s1 - s0) w1 + 128) >> 8 (a window's weights stay below 16384).
+  const __m256i pairs = _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 0, 8,
+                                         1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
+  const __m256i scaleLeft = _mm256_set1_epi16(64);                            // bytes (64, 0)
+  const __m256i scaleDiff = _mm256_set1_epi16(static_cast<int16_t>(0x40C0));  // (-64, 64)
+  auto four = [&](const uint8_t* src, int32_t j, __m256i order, __m256i twiceW1) {
     const __m256i win = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + xIndex[j]));
-    const __m256i taps = _mm256_permutevar8x32_epi32(win, order);  // L0 L1 R0 R1 | L2 L3 R2 R3
-    const __m256i s0 = _mm256_unpacklo_epi8(taps, z), s1 = _mm256_unpackhi_epi8(taps, z);
-    const __m256i frac = _mm256_mulhrs_epi16(_mm256_slli_epi16(_mm256_sub_epi16(s1, s0), 7), w1);
-    return _mm256_add_epi16(_mm256_slli_epi16(s0, 6), frac);
+    // L0 L1 R0 R1 | L2 L3 R2 R3, then the byte pairs.
+    const __m256i taps = _mm256_shuffle_epi8(_mm256_permutevar8x32_epi32(win, order), pairs);
+    const __m256i frac = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(taps, scaleDiff), twiceW1);
+    return _mm256_add_epi16(_mm256_maddubs_epi16(taps, scaleLeft), frac);
   };
   for (int32_t g = 0; g < groups; ++g) {
     const int32_t j = 4 * g;
     const __m256i order =
         _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(windows + 8 * g)));
     const __m256i w1 = RightWeights(xWeight, j);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(row0 + 4 * j), four(src0, j, order, w1));
+    const __m256i twiceW1 = _mm256_add_epi16(w1, w1);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(row0 + 4 * j), four(src0, j, order, twiceW1));
     if (src1 != nullptr) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row1 + 4 * j), four(src1, j, order, w1));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row1 + 4 * j), four(src1, j, order, twiceW1));
     }
   }
   CoefLinear<4>(src0, 4 * groups, width, xIndex, xWeight, row0);
@@ -188,26 +197,19 @@ void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t /*stride*/,
 
 namespace {
 
-// (a (16384 - w) + b w + 2^19) >> 20 in 16-bit lanes: (a + floor((b - a) w / 2^14) + 32) >> 6,
-// the floor being the high half of 2 (b - a) * 2 w (w < 16384; twiceW holds 2 w).
-inline __m256i BlendSixteen(__m256i a, __m256i b, __m256i twiceW) {
-  const __m256i d = _mm256_sub_epi16(b, a);
-  const __m256i q = _mm256_mulhi_epi16(_mm256_add_epi16(d, d), twiceW);
-  return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(a, q), _mm256_set1_epi16(32)), 6);
-}
-
-}  // namespace
-
-void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
-                         const uint16_t* lower) {
-  if (w >= 16384) {  // the lower row alone
-    upper = lower;
-    w = 0;
-  }
-  const __m256i twiceW = _mm256_set1_epi16(static_cast<int16_t>(2 * w));
+// (a (16384 - w) + b w + 2^19) >> 20 in 16-bit lanes is (a + floor((b - a) w / 2^14) + 32) >> 6
+// (the dropped fraction cannot carry past a multiple of 64), and with the rows' roles swapped
+// (b + floor((a - b) (16384 - w) / 2^14) + 32) >> 6. Whichever weight is below 8192 makes the
+// floor the high half of the difference times four times that weight; a weight of exactly 8192
+// makes it half the difference.
+template <typename Floor>
+void Blend(uint8_t* dst, int32_t count, const uint16_t* base, const uint16_t* other, Floor floor) {
+  const __m256i half = _mm256_set1_epi16(32);
   auto sixteen = [&](int32_t at) {
-    return BlendSixteen(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at)),
-                        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at)), twiceW);
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(base + at));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(other + at));
+    return _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_add_epi16(a, floor(_mm256_sub_epi16(b, a))), half), 6);
   };
   int32_t k = 0;
   for (; k + 32 <= count; k += 32) {
@@ -219,7 +221,61 @@ void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t*
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k),
                      _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
   }
-  for (; k < count; ++k) dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
+}
+
+}  // namespace
+
+void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
+                         const uint16_t* lower) {
+  if (w < 8192) {
+    const __m256i m = _mm256_set1_epi16(static_cast<int16_t>(4 * w));
+    Blend(dst, count, upper, lower, [&](__m256i d) { return _mm256_mulhi_epi16(d, m); });
+  } else if (w > 8192) {
+    const __m256i m = _mm256_set1_epi16(static_cast<int16_t>(4 * (16384 - w)));
+    Blend(dst, count, lower, upper, [&](__m256i d) { return _mm256_mulhi_epi16(d, m); });
+  } else {
+    Blend(dst, count, upper, lower, [](__m256i d) { return _mm256_srai_epi16(d, 1); });
+  }
+  for (int32_t k = count & ~15; k < count; ++k) {
+    dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
+  }
+}
+
+int32_t ownpi_NearestWindows8px4(const int32_t* xIndex, int32_t width) {
+  const int64_t limit = int64_t{xIndex[width - 1]} + 4;  // end of the bytes the row reads
+  int32_t g = 0;
+  for (; 8 * g + 7 < width; ++g) {
+    bool fits = true;
+    for (int half = 0; half < 2; ++half) {
+      const int32_t* x = xIndex + 8 * g + 4 * half;
+      fits = fits && int64_t{x[0]} + 32 <= limit;
+      for (int m = 1; m < 4; ++m) {
+        const int64_t d = int64_t{x[m]} - x[0];
+        fits = fits && d >= 0 && d <= 28;
+      }
+    }
+    if (!fits) break;
+  }
+  return g;
+}
+
+void ownpi_NearestRow8px4(const uint8_t* row, int32_t width, const int32_t* xIndex, int32_t groups,
+                          uint8_t* out) {
+  const __m256i firsts = _mm256_setr_epi32(0, 0, 0, 0, 4, 4, 4, 4);
+  for (int32_t g = 0; g < groups; ++g) {
+    const int32_t* x = xIndex + 8 * g;
+    const __m256i at = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(x));
+    const __m256i order =
+        _mm256_srli_epi32(_mm256_sub_epi32(at, _mm256_permutevar8x32_epi32(at, firsts)), 2);
+    const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x[0]));
+    const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x[4]));
+    const __m256i pixels = _mm256_blend_epi32(_mm256_permutevar8x32_epi32(lo, order),
+                                              _mm256_permutevar8x32_epi32(hi, order), 0xF0);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 32 * static_cast<ptrdiff_t>(g)), pixels);
+  }
+  for (int32_t j = 8 * groups; j < width; ++j) {
+    std::memcpy(out + 4 * static_cast<ptrdiff_t>(j), row + xIndex[j], 4);
+  }
 }
 
 // One pixel's channels in 128 bits, for a pixel that has no partner in a register.

@@ -9,6 +9,12 @@
 #include "frame/width.h"
 
 NYX_IN_WIDE_FORMS(
+    // Nearest, four-byte pixels: the number of leading groups of eight destination pixels whose
+    // source pixels lie, four by four, in the 32 bytes from the first of the four and whose
+    // windows end within the bytes the row reads; then one row, those groups by windows.
+    int32_t ownpi_NearestWindows8px4(const int32_t* xIndex, int32_t width);
+    void ownpi_NearestRow8px4(const uint8_t* row, int32_t width, const int32_t* xIndex,
+                              int32_t groups, uint8_t* out);
     // Linear, four channels: horizontal pass into 16-bit rows, vertical pass of packed samples.
     void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
                               const int16_t* xWeight, uint16_t* row);
@@ -18,8 +24,10 @@ NYX_IN_WIDE_FORMS(
     // Windows of the four-channel pass: for each group of four destination pixels from pixel
     // 4g, the pixel offsets of the left and right taps (L0 L1 R0 R1 L2 L3 R2 R3) within the 32
     // bytes from xIndex[4g], eight bytes a group. Returns the number of leading groups whose taps
-    // fit their window and whose window ends within the bytes the row reads.
-    int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, int32_t width, uint8_t* windows);
+    // fit their window, whose window ends within the bytes the row reads, and whose right
+    // weights are below 16384.
+    int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, const int16_t* xWeight, int32_t width,
+                                    uint8_t* windows);
     // The four-channel pass of one or two source rows (src1 may be null) with the same tables,
     // the first `groups` groups through their windows.
     void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,

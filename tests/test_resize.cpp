@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 #include <vector>
 
@@ -326,8 +327,10 @@ struct Case {
   bool bottomUp;
 };
 
-// Runs one case for every kernel and row of a layout and compares the whole destination image.
-void RunCase(const Layout& lay, const Case& k, std::mt19937& rng) {
+// Runs one case for every kernel (or the given ones) and row of a layout and compares the whole
+// destination image.
+void RunCase(const Layout& lay, const Case& k, std::mt19937& rng,
+             std::initializer_list<int32_t> only = {}) {
   const int pad = 5;
   const int32_t srcStep = k.sw * lay.stride + pad;
   std::vector<uint8_t> src(size_t(srcStep) * k.sh);
@@ -345,6 +348,7 @@ void RunCase(const Layout& lay, const Case& k, std::mt19937& rng) {
   if (k.fx < 1 && k.fy < 1) sels.push_back(8);
   for (int32_t sel : {0x80000002u, 0x40000006u, 0x80000001u, 0x40000010u}) sels.push_back(sel);
   if (k.fx < 1 && k.fy < 1) sels.push_back(int32_t(0x80000008u));
+  if (only.size() != 0) sels.assign(only.begin(), only.end());
   for (int32_t sel : sels) {
     int32_t size = 0;
     ASSERT_EQ(mx::nyxiResizeGetBufSize(k.srcRoi, k.dstRoi, lay.channels, sel, &size), StatusOk);
@@ -641,6 +645,27 @@ TEST(Resize, Coefficients) {
   }
 }
 
+// Linear and nearest on four-byte pixels take groups of destination pixels whose taps share a
+// window of source bytes: widths through every group count and the groups refused at the end of
+// a row, factors whose groups always, partly or never fit, and the weights that change the
+// arithmetic (one half, and one from a fraction within 1e-12 of a whole pixel).
+TEST(Resize, LinearAndNearestColumnWindows) {
+  std::mt19937 rng(21);
+  for (const Layout& lay : {kLayouts[1], kLayouts[2]}) {
+    for (double f : {1.5, 0.667, 0.55, 0.47, 0.3}) {
+      for (int dw = 1; dw <= 37; ++dw) {
+        const int sw = int(dw / f) + 2;
+        RunCase(lay, {sw, 6, {0, 0, sw, 6}, {0, 0, dw, 7}, f, 1.3, 0.1, 0, dw % 5 == 0}, rng,
+                {1, 2});
+      }
+    }
+    for (double shift : {0.5, 1e-12}) {
+      RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, shift, shift, false}, rng, {2});
+      RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, 0.3, shift, false}, rng, {2});
+    }
+  }
+}
+
 // The whole surface against guard pages: source, destination and a scratch area of exactly the
 // reported size, each ending at (or, for the source, also starting at) an inaccessible page.
 TEST(Resize, StaysInsideSourceDestinationAndScratch) {
@@ -648,7 +673,11 @@ TEST(Resize, StaysInsideSourceDestinationAndScratch) {
   struct G {
     int sw, sh, dw, dh;
     double f;
-  } const geos[] = {{1, 1, 3, 2, 2.5}, {7, 5, 20, 13, 2.9}, {33, 21, 10, 7, 0.3}};
+  } const geos[] = {{1, 1, 3, 2, 2.5},
+                    {7, 5, 20, 13, 2.9},
+                    {33, 21, 10, 7, 0.3},
+                    {47, 6, 70, 9, 1.5},
+                    {70, 7, 37, 4, 0.53}};
   for (const Layout& lay : kLayouts) {
     for (const G& k : geos) {
       // A flag keeps Lanczos and the cubics on sources too small for them: their taps are
