@@ -339,6 +339,18 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
       prev = y;
     }
     uint8_t* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (windowed) {
+      // The next destination row from the same two source rows goes with this one, unless the
+      // rows overlap and must be written one after the other.
+      const bool two = i + 1 < height && yIndex[i + 1] == y &&
+                       (dstStep >= width * channels || -int64_t{dstStep} >= width * channels);
+      avx2::ownpi_SummLinearBiased8pl(out, two ? out + dstStep : nullptr, width * channels, yw[i],
+                                      two ? yw[i + 1] : 0, upper, lower);
+      if (two) ++i;
+      continue;
+    }
+#endif
     if (stride == channels && wide) {
       WIDE(ownpi_SummLinear8pl(out, width * channels, yw[i], upper, lower));
     } else if (stride == channels) {

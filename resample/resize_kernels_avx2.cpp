@@ -98,8 +98,9 @@ inline __m256i PairTaps(const uint8_t* src, const int32_t* xIndex, int32_t j) {
 
 }  // namespace
 
-// Pixels from j on: pair loads four pixels a round, then one pixel at a time.
-template <int kChannels>
+// Pixels from j on: pair loads four pixels a round, then one pixel at a time; every value plus
+// kBias.
+template <int kChannels, int kBias = 0>
 void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIndex,
                 const int16_t* xWeight, uint16_t* row) {
   // Three channels: the first six 16-bit values of each lane (two pixels).
@@ -109,7 +110,8 @@ void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIn
   // to the next pixel, so the round stops while a later pixel still covers them.
   const int32_t end = kChannels == 4 ? width - 3 : width - 4;
   for (; j < end; j += 4) {
-    const __m256i h = LinearFour(PairTaps(src, xIndex, j), RightWeights(xWeight, j));
+    __m256i h = LinearFour(PairTaps(src, xIndex, j), RightWeights(xWeight, j));
+    if constexpr (kBias != 0) h = _mm256_add_epi16(h, _mm256_set1_epi16(kBias));
     if constexpr (kChannels == 4) {
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), h);
     } else {
@@ -124,7 +126,8 @@ void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIn
     const uint32_t w0 = static_cast<uint16_t>(xWeight[2 * j]);
     const uint32_t w1 = static_cast<uint16_t>(xWeight[2 * j + 1]);
     for (int c = 0; c < kChannels; ++c) {
-      row[kChannels * j + c] = static_cast<uint16_t>((w0 * p[c] + w1 * p[c + 4] + 128) >> 8);
+      row[kChannels * j + c] =
+          static_cast<uint16_t>(((w0 * p[c] + w1 * p[c + 4] + 128) >> 8) + kBias);
     }
   }
 }
@@ -156,19 +159,17 @@ int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, const int16_t* xWeight, i
 void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,
                               const int32_t* xIndex, const int16_t* xWeight, const uint8_t* windows,
                               int32_t groups, uint16_t* row0, uint16_t* row1) {
-  // The taps of each channel side by side, (left, right) byte pairs: one multiply-add of byte
-  // pairs gives 64 s0, another 64 (s1 - s0), and the rounded high half of 64 (s1 - s0) * 2 w1
-  // is ((s1 - s0) w1 + 128) >> 8 (a window's weights stay below 16384).
-  const __m256i pairs = _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 0, 8,
-                                         1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15);
-  const __m256i scaleLeft = _mm256_set1_epi16(64);                            // bytes (64, 0)
-  const __m256i scaleDiff = _mm256_set1_epi16(static_cast<int16_t>(0x40C0));  // (-64, 64)
+  // With w0 = 16384 - w1 the sum is 16384 s0 + (s1 - s0) w1, and 16384 s0 is a multiple of 256:
+  // the result is 64 s0 + ((s1 - s0) w1 + 128) >> 8, the rounded high half of 64 (s1 - s0) * 2 w1
+  // (a window's weights stay below 16384). A byte of 128 below each sample makes the shifted
+  // word 64 s + 32: the bias comes with the widening.
+  const __m256i low = _mm256_set1_epi8(static_cast<char>(128));
   auto four = [&](const uint8_t* src, int32_t j, __m256i order, __m256i twiceW1) {
     const __m256i win = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + xIndex[j]));
-    // L0 L1 R0 R1 | L2 L3 R2 R3, then the byte pairs.
-    const __m256i taps = _mm256_shuffle_epi8(_mm256_permutevar8x32_epi32(win, order), pairs);
-    const __m256i frac = _mm256_mulhrs_epi16(_mm256_maddubs_epi16(taps, scaleDiff), twiceW1);
-    return _mm256_add_epi16(_mm256_maddubs_epi16(taps, scaleLeft), frac);
+    const __m256i taps = _mm256_permutevar8x32_epi32(win, order);  // L0 L1 R0 R1 | L2 L3 R2 R3
+    const __m256i s0 = _mm256_srli_epi16(_mm256_unpacklo_epi8(low, taps), 2);
+    const __m256i s1 = _mm256_srli_epi16(_mm256_unpackhi_epi8(low, taps), 2);
+    return _mm256_add_epi16(s0, _mm256_mulhrs_epi16(_mm256_sub_epi16(s1, s0), twiceW1));
   };
   for (int32_t g = 0; g < groups; ++g) {
     const int32_t j = 4 * g;
@@ -181,8 +182,8 @@ void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t 
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(row1 + 4 * j), four(src1, j, order, twiceW1));
     }
   }
-  CoefLinear<4>(src0, 4 * groups, width, xIndex, xWeight, row0);
-  if (src1 != nullptr) CoefLinear<4>(src1, 4 * groups, width, xIndex, xWeight, row1);
+  CoefLinear<4, kLinearBias>(src0, 4 * groups, width, xIndex, xWeight, row0);
+  if (src1 != nullptr) CoefLinear<4, kLinearBias>(src1, 4 * groups, width, xIndex, xWeight, row1);
 }
 
 void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
@@ -238,6 +239,78 @@ void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t*
   }
   for (int32_t k = count & ~15; k < count; ++k) {
     dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
+  }
+}
+
+namespace {
+
+// With a and b the rows less their bias and D = b - a, a destination value is
+// (a + floor(D w / 2^14) + 32) >> 6, or with the rows' roles swapped
+// (b + floor(-D (16384 - w) / 2^14) + 32) >> 6 (the dropped fraction cannot carry past a
+// multiple of 64). Each floor is the high half of 2 D times 2 w or -2 (16384 - w), whichever fits
+// a signed 16-bit lane (kLower: the second); the rows' bias is the 32. kRows destination rows
+// share the loads and the difference.
+template <int kRows, bool kLower0, bool kLower1>
+void BlendBiased(uint8_t* dst0, uint8_t* dst1, __m256i m0, __m256i m1, int32_t count,
+                 const uint16_t* upper, const uint16_t* lower) {
+  uint8_t* const dst[2] = {dst0, dst1};
+  auto sixteen = [&](int32_t at, __m256i* v) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at));
+    const __m256i d = _mm256_sub_epi16(b, a);
+    const __m256i twiceD = _mm256_add_epi16(d, d);
+    v[0] = _mm256_srli_epi16(_mm256_add_epi16(kLower0 ? b : a, _mm256_mulhi_epi16(twiceD, m0)), 6);
+    if constexpr (kRows == 2) {
+      v[1] =
+          _mm256_srli_epi16(_mm256_add_epi16(kLower1 ? b : a, _mm256_mulhi_epi16(twiceD, m1)), 6);
+    }
+  };
+  int32_t k = 0;
+  for (; k + 32 <= count; k += 32) {
+    __m256i lo[2], hi[2];
+    sixteen(k, lo);
+    sixteen(k + 16, hi);
+    for (int r = 0; r < kRows; ++r) {
+      const __m256i bytes = _mm256_packus_epi16(lo[r], hi[r]);  // in-lane
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst[r] + k),
+                          _mm256_permute4x64_epi64(bytes, 0xD8));
+    }
+  }
+  for (; k + 16 <= count; k += 16) {
+    __m256i v[2];
+    sixteen(k, v);
+    for (int r = 0; r < kRows; ++r) {
+      _mm_storeu_si128(
+          reinterpret_cast<__m128i*>(dst[r] + k),
+          _mm_packus_epi16(_mm256_castsi256_si128(v[r]), _mm256_extracti128_si256(v[r], 1)));
+    }
+  }
+}
+
+}  // namespace
+
+void ownpi_SummLinearBiased8pl(uint8_t* dst0, uint8_t* dst1, int32_t count, int32_t w0, int32_t w1,
+                               const uint16_t* upper, const uint16_t* lower) {
+  auto multiplier = [](int32_t w) {
+    return _mm256_set1_epi16(static_cast<int16_t>(w <= 8192 ? 2 * w : -2 * (16384 - w)));
+  };
+  const __m256i m0 = multiplier(w0), m1 = multiplier(w1);
+  const bool lower0 = w0 > 8192, lower1 = w1 > 8192;
+  using Blend =
+      void (*)(uint8_t*, uint8_t*, __m256i, __m256i, int32_t, const uint16_t*, const uint16_t*);
+  Blend blend;
+  if (dst1 == nullptr) {
+    blend = lower0 ? BlendBiased<1, true, false> : BlendBiased<1, false, false>;
+  } else if (lower0) {
+    blend = lower1 ? BlendBiased<2, true, true> : BlendBiased<2, true, false>;
+  } else {
+    blend = lower1 ? BlendBiased<2, false, true> : BlendBiased<2, false, false>;
+  }
+  blend(dst0, dst1, m0, m1, count, upper, lower);
+  for (int32_t k = count & ~15; k < count; ++k) {
+    const uint32_t a = upper[k] - kLinearBias, b = lower[k] - kLinearBias;
+    dst0[k] = BlendLinear(a, b, static_cast<uint32_t>(w0));
+    if (dst1 != nullptr) dst1[k] = BlendLinear(a, b, static_cast<uint32_t>(w1));
   }
 }
 

@@ -8,6 +8,11 @@
 
 #include "frame/width.h"
 
+namespace nyx {
+// What the windowed four-channel linear pass adds to every row value.
+constexpr int32_t kLinearBias = 32;
+}  // namespace nyx
+
 NYX_IN_WIDE_FORMS(
     // Nearest, four-byte pixels: the number of leading groups of eight destination pixels whose
     // source pixels lie, four by four, in the 32 bytes from the first of the four and whose
@@ -29,13 +34,18 @@ NYX_IN_WIDE_FORMS(
     int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, const int16_t* xWeight, int32_t width,
                                     uint8_t* windows);
     // The four-channel pass of one or two source rows (src1 may be null) with the same tables,
-    // the first `groups` groups through their windows.
+    // the first `groups` groups through their windows. Every value is kLinearBias above the
+    // row's: the vertical pass below takes it as its rounding.
     void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,
                                   const int32_t* xIndex, const int16_t* xWeight,
                                   const uint8_t* windows, int32_t groups, uint16_t* row0,
                                   uint16_t* row1);
     void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                              const uint16_t* lower);
+    // The vertical pass of rows from ownpi_CoefLinearRows8px4 into one destination row, or into
+    // two (dst1 not null) with their own weights from the same two rows.
+    void ownpi_SummLinearBiased8pl(uint8_t* dst0, uint8_t* dst1, int32_t count, int32_t w0,
+                                   int32_t w1, const uint16_t* upper, const uint16_t* lower);
     // Cubic and Lanczos, four-byte pixels: horizontal passes into float rows, all four channels
     // (px4) or the first three (px, a stride of 4 only).
     void ownpi_RowCubic8px(const uint8_t* src, int32_t width, int32_t stride, const int32_t* xIndex,

@@ -776,6 +776,21 @@ TEST(Resize, OverlappingDestinationRows) {
                 StatusOk);
       EXPECT_EQ(got, want) << "step " << dstStep << " row " << RowName(row);
     }
+    // Linear, whose SIMD rows may write two rows from the same source rows together, gives the
+    // generic row's bytes: the border first, then the interior row after row. The last two
+    // interior rows share their source rows.
+    auto linear = [&](const Row& row, uint8_t* at) {
+      return kLayouts[1].fn[row.index](src.data(), {6, 4}, 24, {0, 0, 6, 4}, at, dstStep,
+                                       {0, 0, dw, 7}, 1.5, 1.75, 0, 0, 2, scratch.data());
+    };
+    std::fill(want.begin(), want.end(), 1);
+    ASSERT_EQ(linear(RunnableRows()[0], modelOrigin), StatusOk);
+    for (const Row& row : RunnableRows()) {
+      if (row.index == 0) continue;
+      std::fill(got.begin(), got.end(), 1);
+      ASSERT_EQ(linear(row, origin), StatusOk);
+      EXPECT_EQ(got, want) << "linear, step " << dstStep << " row " << RowName(row);
+    }
   }
 }
 
