@@ -251,9 +251,10 @@ namespace {
 // a signed 16-bit lane (kLower: the second); the rows' bias is the 32. kRows destination rows
 // share the loads and the difference.
 template <int kRows, bool kLower0, bool kLower1>
-void BlendBiased(uint8_t* dst0, uint8_t* dst1, __m256i m0, __m256i m1, int32_t count,
+void BlendBiased(uint8_t* dst0, uint8_t* dst1, int16_t w0, int16_t w1, int32_t count,
                  const uint16_t* upper, const uint16_t* lower) {
   uint8_t* const dst[2] = {dst0, dst1};
+  const __m256i m0 = _mm256_set1_epi16(w0), m1 = _mm256_set1_epi16(w1);
   auto sixteen = [&](int32_t at, __m256i* v) {
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at));
     const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at));
@@ -291,13 +292,14 @@ void BlendBiased(uint8_t* dst0, uint8_t* dst1, __m256i m0, __m256i m1, int32_t c
 
 void ownpi_SummLinearBiased8pl(uint8_t* dst0, uint8_t* dst1, int32_t count, int32_t w0, int32_t w1,
                                const uint16_t* upper, const uint16_t* lower) {
+  // Whichever weight keeps the multiplier in a signed 16-bit lane.
   auto multiplier = [](int32_t w) {
-    return _mm256_set1_epi16(static_cast<int16_t>(w <= 8192 ? 2 * w : -2 * (16384 - w)));
+    return static_cast<int16_t>(w <= 8192 ? 2 * w : -2 * (16384 - w));
   };
-  const __m256i m0 = multiplier(w0), m1 = multiplier(w1);
+  const int16_t m0 = multiplier(w0), m1 = multiplier(w1);
   const bool lower0 = w0 > 8192, lower1 = w1 > 8192;
   using Blend =
-      void (*)(uint8_t*, uint8_t*, __m256i, __m256i, int32_t, const uint16_t*, const uint16_t*);
+      void (*)(uint8_t*, uint8_t*, int16_t, int16_t, int32_t, const uint16_t*, const uint16_t*);
   Blend blend;
   if (dst1 == nullptr) {
     blend = lower0 ? BlendBiased<1, true, false> : BlendBiased<1, false, false>;
