@@ -168,16 +168,25 @@ struct LinearPixel {
     const int32_t col = ColumnOf(xIndex, stride);
     const ptrdiff_t x0 = static_cast<ptrdiff_t>(Clamp(col, size.width)) * stride;
     const ptrdiff_t x1 = static_cast<ptrdiff_t>(Clamp(col + 1, size.width)) * stride;
+    if (channels == 4) {
+      Put<4>(out, x0, x1, wx, rows);
+    } else {
+      Put<3>(out, x0, x1, wx, rows);
+    }
+  }
+
+  template <int kChannels>
+  static void Put(uint8_t* out, ptrdiff_t x0, ptrdiff_t x1, const int16_t* wx, const Rows& rows) {
     const uint8_t* r0 = rows.r0;
     const uint8_t* r1 = rows.r1;
     if (rows.one) {
       const uint32_t w0 = static_cast<uint32_t>(wx[0]), w1 = static_cast<uint32_t>(wx[1]);
-      for (int32_t c = 0; c < channels; ++c) {
+      for (int c = 0; c < kChannels; ++c) {
         out[c] = static_cast<uint8_t>((w0 * r0[x0 + c] + w1 * r0[x1 + c] + 8192) >> 14);
       }
     } else {
       const uint32_t w = rows.w;
-      for (int32_t c = 0; c < channels; ++c) {
+      for (int c = 0; c < kChannels; ++c) {
         out[c] = static_cast<uint8_t>((r0[x0 + c] * (16384 - w) + r1[x0 + c] * w + 8192) >> 14);
       }
     }
