@@ -3,6 +3,7 @@
 // register go through 128-bit or scalar steps of the same arithmetic.
 #include <immintrin.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "resample/resize_wide.h"
