@@ -13,7 +13,9 @@
 #include <random>
 #include <vector>
 
+#include "frame/width.h"
 #include "resample/resize.h"
+#include "resample/resize_wide.h"
 #include "support/guard.h"
 #include "support/rows.h"
 
@@ -662,6 +664,84 @@ TEST(Resize, LinearAndNearestColumnWindows) {
     for (double shift : {0.5, 1e-12}) {
       RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, shift, shift, false}, rng, {2});
       RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, 0.3, shift, false}, rng, {2});
+    }
+  }
+}
+
+// The 256-bit linear passes against their arithmetic, over the whole range of values and
+// weights: the horizontal pass of one and of two rows (values kLinearBias above the row's), the
+// vertical pass into one row and into two, with the weights where its form changes, counts
+// around each vector step, odd destination addresses, and canaries after the written bytes.
+TEST(Resize, WideLinearPassesMatchTheirArithmetic) {
+  if ((ownWideSupported() & kWideAvx2) == 0) GTEST_SKIP() << "no AVX2";
+  std::mt19937 rng(31);
+  const uint8_t kCanary = 0xA5;
+  for (int32_t count : {1, 4, 15, 16, 17, 31, 32, 33, 47, 63, 64, 65, 131}) {
+    std::vector<uint16_t> upper(count), lower(count);
+    for (int32_t k = 0; k < count; ++k) {
+      // Ends of the range as well as anything between.
+      const uint32_t r = rng();
+      upper[k] = uint16_t((r % 4 == 0 ? 0 : r % 4 == 1 ? 16320 : rng() % 16321) + kLinearBias);
+      lower[k] = uint16_t((r % 3 == 0 ? 16320 : r % 3 == 1 ? 0 : rng() % 16321) + kLinearBias);
+    }
+    for (int32_t w : {0, 1, 4095, 8191, 8192, 8193, 12345, 16383, 16384, int32_t(rng() % 16385)}) {
+      const int32_t w2 = int32_t(rng() % 16385);
+      std::vector<uint8_t> want(count + 2, kCanary), want2 = want, got = want, got2 = want;
+      for (int32_t k = 0; k < count; ++k) {
+        const uint32_t a = upper[k] - kLinearBias, b = lower[k] - kLinearBias;
+        want[1 + k] = uint8_t((a * (16384 - w) + b * w + 0x80000) >> 20);
+        want2[1 + k] = uint8_t((a * (16384 - w2) + b * w2 + 0x80000) >> 20);
+      }
+      y8::avx2::ownpi_SummLinearBiased8pl(got.data() + 1, nullptr, count, w, 0, upper.data(),
+                                          lower.data());
+      EXPECT_EQ(got, want) << "count " << count << " w " << w;
+      got.assign(count + 2, kCanary);
+      y8::avx2::ownpi_SummLinearBiased8pl(got.data() + 1, got2.data() + 1, count, w, w2,
+                                          upper.data(), lower.data());
+      EXPECT_EQ(got, want) << "pair, count " << count << " w " << w;
+      EXPECT_EQ(got2, want2) << "pair, count " << count << " w " << w2;
+    }
+  }
+  // Horizontal: factors whose groups fit their windows or only partly, any pair of bytes, and
+  // a weight of 16384 that ends the windowed groups early.
+  for (double f : {1.9, 1.0, 0.7, 0.52, 0.45}) {
+    for (int32_t width : {3, 4, 5, 9, 16, 31, 64}) {
+      const int32_t sw = int32_t((width + 2) / f) + 2;
+      std::vector<uint8_t> src0(4 * sw), src1(4 * sw);
+      for (auto& b : src0) b = uint8_t(rng());
+      for (auto& b : src1) b = uint8_t(rng());
+      std::vector<int32_t> xIndex(width);
+      std::vector<int16_t> xWeight(2 * width);
+      for (int32_t j = 0; j < width; ++j) {
+        xIndex[j] = 4 * std::min(int32_t((j + 0.5) / f), sw - 2);
+        const int32_t w1 = width == 31 && j == 17 ? 16384 : int32_t(rng() % 16384);
+        xWeight[2 * j] = int16_t(16384 - w1);
+        xWeight[2 * j + 1] = int16_t(w1);
+      }
+      std::vector<uint8_t> windows(2 * width + 8);
+      const int32_t groups =
+          y8::avx2::ownpi_LinearWindows8px4(xIndex.data(), xWeight.data(), width, windows.data());
+      std::vector<uint16_t> want0(4 * width + 3, 0xBEEF), want1 = want0;
+      for (int32_t j = 0; j < width; ++j) {
+        const uint32_t w0 = uint16_t(xWeight[2 * j]), w1 = uint16_t(xWeight[2 * j + 1]);
+        for (int c = 0; c < 4; ++c) {
+          const int32_t at = xIndex[j] + c;
+          want0[4 * j + c] =
+              uint16_t(((w0 * src0[at] + w1 * src0[at + 4] + 128) >> 8) + kLinearBias);
+          want1[4 * j + c] =
+              uint16_t(((w0 * src1[at] + w1 * src1[at + 4] + 128) >> 8) + kLinearBias);
+        }
+      }
+      std::vector<uint16_t> got0(4 * width + 3, 0xBEEF), got1 = got0;
+      y8::avx2::ownpi_CoefLinearRows8px4(src0.data(), nullptr, width, xIndex.data(), xWeight.data(),
+                                         windows.data(), groups, got0.data(), nullptr);
+      EXPECT_EQ(got0, want0) << "f " << f << " width " << width << " groups " << groups;
+      got0.assign(4 * width + 3, 0xBEEF);
+      y8::avx2::ownpi_CoefLinearRows8px4(src0.data(), src1.data(), width, xIndex.data(),
+                                         xWeight.data(), windows.data(), groups, got0.data(),
+                                         got1.data());
+      EXPECT_EQ(got0, want0) << "two rows, f " << f << " width " << width;
+      EXPECT_EQ(got1, want1) << "two rows, f " << f << " width " << width;
     }
   }
 }
