@@ -306,16 +306,13 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
       return;
     }
 #endif
-    for (int k = 0; k < 2; ++k) {
-      const int64_t at = k == 0 ? y : y2 != nullptr ? *y2 : -1;
+    for (int k = 0; k < (y2 != nullptr ? 2 : 1); ++k) {
+      const int64_t at = k == 0 ? y : *y2;
       uint16_t* out = k == 0 ? row : row2;
-      if (k == 1 && y2 == nullptr) break;
       if (channels == 3 && wide && stride == 4) {
         WIDE(ownpi_CoefLinear8px(src + at, width, stride, xIndex, xw, out));
       } else if (channels == 3) {
         ownpi_CoefLinear8px(src + at, width, stride, xIndex, xw, out);
-      } else if (wide) {
-        WIDE(ownpi_CoefLinear8px4(src + at, width, xIndex, xw, out));
       } else {
         ownpi_CoefLinear8px4(src + at, width, xIndex, xw, out);
       }

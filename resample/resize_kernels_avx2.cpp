@@ -109,8 +109,10 @@ void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIn
                                           1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
   // A round writes whole 16-byte lanes; with three channels the last four bytes of each belong
   // to the next pixel, so the round stops while a later pixel still covers them.
-  const int32_t end = kChannels == 4 ? width - 3 : width - 4;
+  // Four channels: the last round may overlap pixels already written, with the same values.
+  const int32_t end = kChannels == 4 ? (width >= 4 ? width : 0) : width - 4;
   for (; j < end; j += 4) {
+    if (kChannels == 4 && j + 4 > width) j = width - 4;
     __m256i h = LinearFour(PairTaps(src, xIndex, j), RightWeights(xWeight, j));
     if constexpr (kBias != 0) h = _mm256_add_epi16(h, _mm256_set1_epi16(kBias));
     if constexpr (kChannels == 4) {
@@ -185,11 +187,6 @@ void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t 
   }
   CoefLinear<4, kLinearBias>(src0, 4 * groups, width, xIndex, xWeight, row0);
   if (src1 != nullptr) CoefLinear<4, kLinearBias>(src1, 4 * groups, width, xIndex, xWeight, row1);
-}
-
-void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
-                          const int16_t* xWeight, uint16_t* row) {
-  CoefLinear<4>(src, 0, width, xIndex, xWeight, row);
 }
 
 void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t /*stride*/,
@@ -278,7 +275,10 @@ void BlendBiased(uint8_t* dst0, uint8_t* dst1, int16_t w0, int16_t w1, int32_t c
                           _mm256_permute4x64_epi64(bytes, 0xD8));
     }
   }
-  for (; k + 16 <= count; k += 16) {
+  // Sixteen at a time to the end; the last sixteen may overlap samples already written, with
+  // the same values.
+  for (; k < count && count >= 16; k += 16) {
+    if (k + 16 > count) k = count - 16;
     __m256i v[2];
     sixteen(k, v);
     for (int r = 0; r < kRows; ++r) {
@@ -310,7 +310,7 @@ void ownpi_SummLinearBiased8pl(uint8_t* dst0, uint8_t* dst1, int32_t count, int3
     blend = lower1 ? BlendBiased<2, false, true> : BlendBiased<2, false, false>;
   }
   blend(dst0, dst1, m0, m1, count, upper, lower);
-  for (int32_t k = count & ~15; k < count; ++k) {
+  for (int32_t k = count >= 16 ? count : 0; k < count; ++k) {  // a row of fewer than 16
     const uint32_t a = upper[k] - kLinearBias, b = lower[k] - kLinearBias;
     dst0[k] = BlendLinear(a, b, static_cast<uint32_t>(w0));
     if (dst1 != nullptr) dst1[k] = BlendLinear(a, b, static_cast<uint32_t>(w1));

@@ -20,10 +20,8 @@ NYX_IN_WIDE_FORMS(
     int32_t ownpi_NearestWindows8px4(const int32_t* xIndex, int32_t width);
     void ownpi_NearestRow8px4(const uint8_t* row, int32_t width, const int32_t* xIndex,
                               int32_t groups, uint8_t* out);
-    // Linear, four channels: horizontal pass into 16-bit rows, vertical pass of packed samples.
-    void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
-                              const int16_t* xWeight, uint16_t* row);
-    // The same for the first three channels of four-byte pixels (a stride of 4 only).
+    // Linear, the first three channels of four-byte pixels (a stride of 4 only): horizontal pass
+    // into 16-bit rows.
     void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t stride,
                              const int32_t* xIndex, const int16_t* xWeight, uint16_t* row);
     // Windows of the four-channel pass: for each group of four destination pixels from pixel
@@ -40,6 +38,7 @@ NYX_IN_WIDE_FORMS(
                                   const int32_t* xIndex, const int16_t* xWeight,
                                   const uint8_t* windows, int32_t groups, uint16_t* row0,
                                   uint16_t* row1);
+    // Vertical pass of packed samples (three channels at a stride of 3).
     void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                              const uint16_t* lower);
     // The vertical pass of rows from ownpi_CoefLinearRows8px4 into one destination row, or into
