@@ -291,7 +291,8 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
   const bool wide = Wide();
 #if NYX_LEVEL == NYX_LEVEL_SSE41
   // Four channels at 256 bits: the tap windows of the column groups, worked out once, in the
-  // scratch after the second row block (the scratch holds room for rows twice as long).
+  // scratch after the second row block (the scratch holds room for row blocks twice as long, and
+  // the windows take a quarter of one).
   const bool windowed = wide && channels == 4;
   uint8_t* windows = reinterpret_cast<uint8_t*>(
       (reinterpret_cast<uintptr_t>(lower + width * channels) + 15) & ~uintptr_t{15});
@@ -340,8 +341,9 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
     if (windowed) {
       // The next destination row from the same two source rows goes with this one, unless the
       // rows overlap and must be written one after the other.
-      const bool two = i + 1 < height && yIndex[i + 1] == y &&
-                       (dstStep >= width * channels || -int64_t{dstStep} >= width * channels);
+      const int64_t bytes = int64_t{width} * channels;
+      const bool two =
+          i + 1 < height && yIndex[i + 1] == y && (dstStep >= bytes || -int64_t{dstStep} >= bytes);
       avx2::ownpi_SummLinearBiased8pl(out, two ? out + dstStep : nullptr, width * channels, yw[i],
                                       two ? yw[i + 1] : 0, upper, lower);
       if (two) ++i;

@@ -299,9 +299,9 @@ void ownpi_SummLinearBiased8pl(uint8_t* dst0, uint8_t* dst1, int32_t count, int3
   };
   const int16_t m0 = multiplier(w0), m1 = multiplier(w1);
   const bool lower0 = w0 > 8192, lower1 = w1 > 8192;
-  using Blend =
+  using BlendFn =
       void (*)(uint8_t*, uint8_t*, int16_t, int16_t, int32_t, const uint16_t*, const uint16_t*);
-  Blend blend;
+  BlendFn blend;
   if (dst1 == nullptr) {
     blend = lower0 ? BlendBiased<1, true, false> : BlendBiased<1, false, false>;
   } else if (lower0) {
