@@ -47,7 +47,8 @@ void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int
 }
 
 // Two 16-pixel blocks side by side, one in each 128-bit lane: the lane-local byte shuffle then
-// does for both what the 128-bit kernel does for one, with the same tables.
+// does for both what the 128-bit kernel does for one, with the same tables, and lane permutes
+// put the six 16-byte results in order for three full-width stores.
 void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables) {
   __m256i t[3][3];
   for (int j = 0; j < 3; ++j) {
@@ -60,17 +61,20 @@ void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint
     return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 48),
                                reinterpret_cast<const __m128i*>(p));
   };
-  auto store = [](uint8_t* p, __m256i v) {
-    _mm256_storeu2_m128i(reinterpret_cast<__m128i*>(p + 48), reinterpret_cast<__m128i*>(p), v);
-  };
+  auto store = [](uint8_t* p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); };
   for (int64_t i = 0; i < pairs; ++i, s += 96, d += 96) {
     const __m256i a = load(s), m = load(s + 16), z = load(s + 32);
-    store(d, _mm256_or_si256(_mm256_shuffle_epi8(a, t[0][0]), _mm256_shuffle_epi8(m, t[0][1])));
-    store(d + 16, _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(a, t[1][0]),
-                                                  _mm256_shuffle_epi8(m, t[1][1])),
-                                  _mm256_shuffle_epi8(z, t[1][2])));
-    store(d + 32,
-          _mm256_or_si256(_mm256_shuffle_epi8(m, t[2][1]), _mm256_shuffle_epi8(z, t[2][2])));
+    const __m256i r0 =
+        _mm256_or_si256(_mm256_shuffle_epi8(a, t[0][0]), _mm256_shuffle_epi8(m, t[0][1]));
+    const __m256i r1 = _mm256_or_si256(
+        _mm256_or_si256(_mm256_shuffle_epi8(a, t[1][0]), _mm256_shuffle_epi8(m, t[1][1])),
+        _mm256_shuffle_epi8(z, t[1][2]));
+    const __m256i r2 =
+        _mm256_or_si256(_mm256_shuffle_epi8(m, t[2][1]), _mm256_shuffle_epi8(z, t[2][2]));
+    // r0, r1, r2 hold outputs 0, 1, 2 of the first block low and of the second block high.
+    store(d, _mm256_permute2x128_si256(r0, r1, 0x20));
+    store(d + 32, _mm256_permute2x128_si256(r2, r0, 0x30));
+    store(d + 64, _mm256_permute2x128_si256(r1, r2, 0x31));
   }
 }
 
