@@ -1,10 +1,10 @@
 // The packed 4:2:2 scaler: one input becomes one resize at every row, with image, rectangle,
 // limit, factors, selector and step direction taken from the input. The source rows are padded
-// to twice their width, since x counts four bytes, and a few rows of slack lie on both sides for
-// the footprints of a forced minimum output; the destination has a frame of its own. Aborts when
-// the rows disagree on the status, when a refused call wrote anything, when anything outside the
-// limit was written, when nearest, linear or the box filter differ between rows, or when the
-// SIMD rows differ among themselves.
+// to twice their width, since x counts four bytes, and the image's height again lies on both
+// sides for the footprints of a forced minimum output; the destination has a frame of its own.
+// Aborts when the rows disagree on the status, when a refused call wrote anything, when anything
+// outside the limit was written, when nearest, linear or the box filter differ between rows, or
+// when the SIMD rows differ among themselves.
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
@@ -48,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int32_t sel = kSelectors[r.Next(8)];
   const bool up = r.Next(2) != 0;
 
-  const int32_t srcRow = 4 * ss.width + 64, slack = 4;
+  const int32_t srcRow = 4 * ss.width + 64, slack = ss.height + 4;
   std::vector<uint8_t> src(size_t(srcRow) * (ss.height + 2 * slack));
   for (size_t i = 0; i < src.size(); ++i) src[i] = uint8_t(r.Next(0) ^ (i * 37));
   const uint8_t* origin = src.data() + size_t(srcRow) * (up ? slack + ss.height - 1 : slack);
@@ -63,8 +63,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Status st[4];
   for (int row = 0; row < 4; ++row) {
     out[row] = initial;
-    st[row] = kRows[row](origin, ss, up ? -srcRow : srcRow, sr, out[row].data() + dstStep,
-                         dstStep, limit, fx, fy, sel);
+    st[row] = kRows[row](origin, ss, up ? -srcRow : srcRow, sr, out[row].data() + dstStep, dstStep,
+                         limit, fx, fy, sel);
     if (st[row] != st[0]) Fail("rows disagree on the status");
     if (st[row] != StatusOk && out[row] != initial) Fail("a refused call wrote");
     for (size_t i = 0; i < initial.size(); ++i) {
