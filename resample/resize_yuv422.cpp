@@ -188,25 +188,13 @@ float Cubic(float a, float b, float c, float d, float u) {
   return a + p3 * d3 + p2 * d2 + (1.0f + u) * d1;
 }
 
-// The four-lane form: the single-precision third as a multiplier.
-constexpr float kThird = 0.33333331f;
-float CubicLanes(float a, float b, float c, float d, float u) {
-  const float d1 = b - a;
-  const float d2 = c - b - d1;
-  const float d3 = b - 2.0f * c + d - d2;
-  const float p2 = u * (1.0f + u) * 0.5f;
-  const float p3 = (u - 1.0f) * p2 * kThird;
-  return a + p3 * d3 + p2 * d2 + (1.0f + u) * d1;
-}
-
 // Horizontal cubic along one row: luma from bytes o-2, o, o+2, o+4; U and V from the pairs
 // around chroma offset c.
-template <bool kLanes>
 void CoefCubic(const uint8_t* row, int32_t pairs, const int32_t* luma, const int32_t* chroma,
                const float* lumaU, const float* chromaU, float* y, float* u, float* v) {
   auto f = [](const uint8_t* s, int step, float t) {
     const float a = s[0], b = s[step], c = s[2 * step], d = s[3 * step];
-    return kLanes ? CubicLanes(a, b, c, d, t) : Cubic(a, b, c, d, t);
+    return Cubic(a, b, c, d, t);
   };
   for (int32_t j = 0; j < 2 * pairs; ++j) y[j] = f(row + luma[j] - 2, 2, lumaU[j]);
   for (int32_t k = 0; k < pairs; ++k) {
@@ -218,7 +206,7 @@ void CoefCubic(const uint8_t* row, int32_t pairs, const int32_t* luma, const int
 void ownpi_CoefCubicYUY2(const uint8_t* row, int32_t pairs, const int32_t* luma,
                          const int32_t* chroma, const float* lumaU, const float* chromaU, float* y,
                          float* u, float* v) {
-  CoefCubic<false>(row, pairs, luma, chroma, lumaU, chromaU, y, u, v);
+  CoefCubic(row, pairs, luma, chroma, lumaU, chromaU, y, u, v);
 }
 
 uint8_t RoundPlain(float value) {
@@ -241,10 +229,58 @@ void ownpi_SummCubicYUY2(uint8_t* dst, int32_t pairs, float t, const float* cons
 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
 
+// The four-lane form: the single-precision third as a multiplier.
+constexpr float kThird = 0.33333331f;
+float CubicLanes(float a, float b, float c, float d, float u) {
+  const float d1 = b - a;
+  const float d2 = c - b - d1;
+  const float d3 = b - 2.0f * c + d - d2;
+  const float p2 = u * (1.0f + u) * 0.5f;
+  const float p3 = (u - 1.0f) * p2 * kThird;
+  return a + p3 * d3 + p2 * d2 + (1.0f + u) * d1;
+}
+
+// The four-lane cubic, each lane with its own u.
+__m128 CubicVec(__m128 a, __m128 b, __m128 c, __m128 d, __m128 u) {
+  const __m128 one = _mm_set1_ps(1.0f);
+  const __m128 d1 = _mm_sub_ps(b, a);
+  const __m128 d2 = _mm_sub_ps(_mm_sub_ps(c, b), d1);
+  const __m128 d3 = _mm_sub_ps(_mm_add_ps(_mm_sub_ps(b, _mm_mul_ps(_mm_set1_ps(2.0f), c)), d), d2);
+  const __m128 u1 = _mm_add_ps(one, u);
+  const __m128 p2 = _mm_mul_ps(_mm_mul_ps(u, u1), _mm_set1_ps(0.5f));
+  const __m128 p3 = _mm_mul_ps(_mm_mul_ps(_mm_sub_ps(u, one), p2), _mm_set1_ps(kThird));
+  __m128 r = _mm_add_ps(a, _mm_mul_ps(p3, d3));
+  r = _mm_add_ps(r, _mm_mul_ps(p2, d2));
+  return _mm_add_ps(r, _mm_mul_ps(u1, d1));
+}
+
+// Four entries a round; the taps of each lane are `step` bytes apart from its own offset.
+void CoefLanes(const uint8_t* row, const int32_t* off, int32_t first, int32_t step,
+               const float* frac, float* out, int32_t count) {
+  int32_t j = 0;
+  for (; j + 4 <= count; j += 4) {
+    const uint8_t* s0 = row + off[j] + first;
+    const uint8_t* s1 = row + off[j + 1] + first;
+    const uint8_t* s2 = row + off[j + 2] + first;
+    const uint8_t* s3 = row + off[j + 3] + first;
+    auto tap = [&](int t) {
+      return _mm_cvtepi32_ps(
+          _mm_setr_epi32(s0[t * step], s1[t * step], s2[t * step], s3[t * step]));
+    };
+    _mm_storeu_ps(out + j, CubicVec(tap(0), tap(1), tap(2), tap(3), _mm_loadu_ps(frac + j)));
+  }
+  for (; j < count; ++j) {
+    const uint8_t* s = row + off[j] + first;
+    out[j] = CubicLanes(s[0], s[step], s[2 * step], s[3 * step], frac[j]);
+  }
+}
+
 void ownpi_CoefCubicYUY2_opt(const uint8_t* row, int32_t pairs, const int32_t* luma,
                              const int32_t* chroma, const float* lumaU, const float* chromaU,
                              float* y, float* u, float* v) {
-  CoefCubic<true>(row, pairs, luma, chroma, lumaU, chromaU, y, u, v);
+  CoefLanes(row, luma, -2, 2, lumaU, y, 2 * pairs);
+  CoefLanes(row, chroma, -3, 4, chromaU, u, pairs);
+  CoefLanes(row, chroma, -1, 4, chromaU, v, pairs);
 }
 
 // Two pairs a round: four luma lanes and U0 V0 U1 V1, rounded in single precision.
