@@ -88,14 +88,45 @@ void LinearTable(double step, int32_t count, int32_t last, int32_t unit, int32_t
   }
 }
 
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+// Eight entries a round: each lane's two taps lie `gap` bytes apart from its offset, and the
+// stored weight pairs meet them in one signed 16-bit multiply-add, exact in 32 bits.
+int32_t LinearLanes(const uint8_t* row, const int32_t* off, int32_t first, int32_t gap,
+                    const uint16_t* weights, uint16_t* out, int32_t count) {
+  const __m128i round = _mm_set1_epi32(128);
+  auto four = [&](int32_t j) {
+    const uint8_t* s0 = row + off[j] + first;
+    const uint8_t* s1 = row + off[j + 1] + first;
+    const uint8_t* s2 = row + off[j + 2] + first;
+    const uint8_t* s3 = row + off[j + 3] + first;
+    const __m128i taps =
+        _mm_setr_epi16(s0[0], s0[gap], s1[0], s1[gap], s2[0], s2[gap], s3[0], s3[gap]);
+    const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(weights + 2 * j));
+    return _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(taps, w), round), 8);
+  };
+  int32_t j = 0;
+  for (; j + 8 <= count; j += 8) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + j), _mm_packs_epi32(four(j), four(j + 4)));
+  }
+  return j;
+}
+#endif
+
 void ownpi_CoefLinearYUY2(const uint8_t* row, int32_t pairs, const int32_t* luma,
                           const int32_t* chroma, const uint16_t* lumaW, const uint16_t* chromaW,
                           uint16_t* y, uint16_t* u, uint16_t* v) {
-  for (int32_t j = 0; j < 2 * pairs; ++j) {
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+  int32_t j = LinearLanes(row, luma, 0, 2, lumaW, y, 2 * pairs);
+  int32_t k = LinearLanes(row, chroma, 1, 4, chromaW, u, pairs);
+  LinearLanes(row, chroma, 3, 4, chromaW, v, pairs);
+#else
+  int32_t j = 0, k = 0;
+#endif
+  for (; j < 2 * pairs; ++j) {
     const uint8_t* s = row + luma[j];
     y[j] = static_cast<uint16_t>((lumaW[2 * j + 1] * s[2] + lumaW[2 * j] * s[0] + 128) >> 8);
   }
-  for (int32_t k = 0; k < pairs; ++k) {
+  for (; k < pairs; ++k) {
     const uint8_t* s = row + chroma[k];
     const int32_t w0 = chromaW[2 * k];
     const int32_t w1 = chromaW[2 * k + 1];
