@@ -75,8 +75,58 @@ uint8_t Output(double sum, double norm) {
 }
 
 // Luma sample s sits at acc[2s]; U and V of pair p at acc[4p + 1] and acc[4p + 3].
+// How one output sums its footprint along the accumulator row: a cut sample at `head` (none
+// when its weight is negative), `count` whole samples from `from`, and a cut sample at `tail`.
+// Indices count accumulator values; the footprints are the same for every row.
+struct Plan {
+  int32_t head, from, count, tail;
+  double headWeight, tailWeight;
+};
+
 template <class T>
-void ReduceRow(const T* acc, uint8_t* dst, int32_t pairs, double sx, int32_t kx, double fx,
+float Sum(const T* acc, const Plan& p, int32_t stride, int32_t offset) {
+  float sum = 0.0f;
+  if (p.headWeight >= 0.0) sum += static_cast<float>(p.headWeight * acc[p.head + offset]);
+  const T* whole = acc + p.from + offset;
+  for (int32_t i = 0; i < p.count; ++i) sum += whole[i * stride];
+  if (p.tailWeight >= 0.0) sum += static_cast<float>(p.tailWeight * acc[p.tail + offset]);
+  return sum;
+}
+
+// The footprints of 2 * pairs luma outputs, then of pairs chroma outputs.
+void BuildPlans(Plan* plans, int32_t pairs, double sx, int32_t kx, double fx) {
+  for (int32_t j = 0; j < 2 * pairs; ++j) {
+    const Stretch s = LumaStretch(j, sx);
+    const int32_t whole = s.tailWeight != 0.0 ? s.count - 1 : s.count;
+    Plan& p = plans[j];
+    p.head = 2 * s.first;
+    p.headWeight = s.headWeight;
+    p.from = 2 * (s.first + 1);
+    p.count = whole > 1 ? whole - 1 : 0;
+    const bool tail = s.tailWeight != 0.0 && s.count > 1;
+    p.tail = tail ? 2 * (s.first + s.count - 1) : 0;
+    p.tailWeight = tail ? s.tailWeight : -1.0;
+  }
+  Footprint walk{sx, kx, fx};
+  for (int32_t k = 0; k < pairs; ++k) {
+    Plan& p = plans[2 * pairs + k];
+    p = Plan{0, 0, 0, 0, -1.0, -1.0};
+    bool any = false;
+    walk.Next(k == 0, [&](int32_t at, double w) {
+      if (w < 0.0) {
+        if (p.count++ == 0) p.from = 4 * at;
+      } else if (!any) {
+        p.head = 4 * at, p.headWeight = w;
+      } else {
+        p.tail = 4 * at, p.tailWeight = w;
+      }
+      any = true;
+    });
+  }
+}
+
+template <class T>
+void ReduceRow(const T* acc, uint8_t* dst, int32_t pairs, int32_t kx, double fx, const Plan* plans,
                double norm) {
   if (fx == 0.0) {
     for (int32_t j = 0; j < pairs; ++j) {
@@ -93,31 +143,11 @@ void ReduceRow(const T* acc, uint8_t* dst, int32_t pairs, double sx, int32_t kx,
     }
     return;
   }
-  for (int32_t j = 0; j < 2 * pairs; ++j) {
-    const Stretch s = LumaStretch(j, sx);
-    const T* at = acc + 2 * static_cast<ptrdiff_t>(s.first);
-    float sum = static_cast<float>(s.headWeight * at[0]);
-    const int32_t whole = s.tailWeight != 0.0 ? s.count - 1 : s.count;
-    for (int32_t i = 1; i < whole; ++i) sum += at[2 * i];
-    if (s.tailWeight != 0.0 && s.count > 1) {
-      sum += static_cast<float>(s.tailWeight * at[2 * (s.count - 1)]);
-    }
-    dst[2 * j] = Output(sum, norm);
-  }
-  Footprint walk{sx, kx, fx};
+  for (int32_t j = 0; j < 2 * pairs; ++j) dst[2 * j] = Output(Sum(acc, plans[j], 2, 0), norm);
+  const Plan* chroma = plans + 2 * pairs;
   for (int32_t k = 0; k < pairs; ++k) {
-    float u = 0.0f, v = 0.0f;
-    walk.Next(k == 0, [&](int32_t p, double w) {
-      if (w < 0.0) {
-        u += acc[4 * p + 1];
-        v += acc[4 * p + 3];
-      } else {
-        u += static_cast<float>(w * acc[4 * p + 1]);
-        v += static_cast<float>(w * acc[4 * p + 3]);
-      }
-    });
-    dst[4 * k + 1] = Output(u, norm);
-    dst[4 * k + 3] = Output(v, norm);
+    dst[4 * k + 1] = Output(Sum(acc, chroma[k], 4, 1), norm);
+    dst[4 * k + 3] = Output(Sum(acc, chroma[k], 4, 3), norm);
   }
 }
 
@@ -135,7 +165,8 @@ int32_t PairsRead(int32_t pairs, double sx, int32_t kx, double fx) {
 
 template <class T>
 void Decimate(const uint8_t* src, uint8_t* dst, int32_t srcStep, int32_t dstStep, int32_t width,
-              T* acc, int32_t pairs, int32_t rows, double sx, double sy, double norm) {
+              T* acc, const Plan* plans, int32_t pairs, int32_t rows, double sx, double sy,
+              double norm) {
   const int32_t kx = Trunc(sx);
   const int32_t ky = Trunc(sy);
   double fx = sx - kx;
@@ -156,7 +187,7 @@ void Decimate(const uint8_t* src, uint8_t* dst, int32_t srcStep, int32_t dstStep
         for (int32_t b = 0; b < bytes; ++b) acc[b] += static_cast<float>(w * s[b]);
       }
     });
-    ReduceRow(acc, dst + static_cast<ptrdiff_t>(dstStep) * y, pairs, sx, kx, fx, norm);
+    ReduceRow(acc, dst + static_cast<ptrdiff_t>(dstStep) * y, pairs, kx, fx, plans, norm);
   }
 }
 
@@ -172,16 +203,21 @@ Status ownpiDecimateYUY2super(const uint8_t* pSrc, uint8_t* pDst, int32_t srcSte
   // The bound on source pairs covers every footprint with room to spare; the pairs beyond the
   // last footprint never reach an output, so they are not read.
   const int32_t width = PairsRead(pairs, sx, kx, fx);
-  uint8_t* acc = nyxsMalloc_8u(16 * (width > srcPairs ? width : srcPairs));
-  if (acc == nullptr) return StatusOutOfMemory;
+  // One block: the footprints of a fractional step first, then the accumulator row.
+  const int32_t planBytes = fx == 0.0 ? 0 : 3 * pairs * static_cast<int32_t>(sizeof(Plan));
+  uint8_t* block = nyxsMalloc_8u(planBytes + 16 * (width > srcPairs ? width : srcPairs));
+  if (block == nullptr) return StatusOutOfMemory;
+  Plan* plans = reinterpret_cast<Plan*>(block);
+  uint8_t* acc = block + planBytes;
+  if (fx != 0.0) BuildPlans(plans, pairs, sx, kx, fx);
   if (fx == 0.0 && fy == 0.0) {
-    Decimate(pSrc, pDst, srcStep, dstStep, width, reinterpret_cast<uint32_t*>(acc), pairs, rows, sx,
-             sy, norm);
+    Decimate(pSrc, pDst, srcStep, dstStep, width, reinterpret_cast<uint32_t*>(acc), plans, pairs,
+             rows, sx, sy, norm);
   } else {
-    Decimate(pSrc, pDst, srcStep, dstStep, width, reinterpret_cast<float*>(acc), pairs, rows, sx,
-             sy, norm);
+    Decimate(pSrc, pDst, srcStep, dstStep, width, reinterpret_cast<float*>(acc), plans, pairs, rows,
+             sx, sy, norm);
   }
-  nyxsFree(acc);
+  nyxsFree(block);
   return StatusOk;
 }
 
