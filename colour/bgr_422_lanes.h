@@ -85,6 +85,13 @@ inline V128 SpreadEven(V128 a) {
 inline V128 SpreadOdd(V128 a) {
   return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xF5), 0xF5);
 }
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+// Each 16-bit lane's two unsigned bytes times two signed byte weights, summed (saturating, which
+// the callers' weights never reach).
+inline V128 MulBytes(V128 a, V128 weights) {
+  return _mm_maddubs_epi16(a, weights);
+}
+#endif
 
 #if defined(__AVX2__)
 using V256 = __m256i;
@@ -144,6 +151,9 @@ inline V256 SwapHalves(V256 a) {
   return _mm256_shuffle_epi8(
       a, _mm256_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13, 2, 3, 0, 1, 6, 7, 4,
                           5, 10, 11, 8, 9, 14, 15, 12, 13));
+}
+inline V256 MulBytes(V256 a, V256 weights) {
+  return _mm256_maddubs_epi16(a, weights);
 }
 inline V256 EvenOdd(V256 a, V256 b) {
   return _mm256_blend_epi16(b, a, 0x55);
