@@ -172,7 +172,10 @@ inline void Lanes(V w, V& B, V& G, V& R) {
   V L = F.lY == 0 ? MulBytes(w, onY(16))
                   : MulHiS(Sub(Splat<V>(-2048), MulBytes(w, onY(-128))), Splat<V>(F.lY));
   const V uv = Sub(Splat<V>(-16384), MulBytes(w, onChroma(-128)));
+  // With a rounding of half the step, (x + 8) >> 4 is one rounding multiply by 2^11.
+  constexpr bool kRoundingShift = F.lRound == 8 && F.shift == 4;
   const auto shift = [](V x) {
+    if constexpr (kRoundingShift) return MulHiRound(x, Splat<V>(2048));
     return MulHiS(x, Splat<V>(static_cast<int16_t>(1 << (16 - F.shift))));
   };
 #else
@@ -182,7 +185,10 @@ inline void Lanes(V w, V& B, V& G, V& R) {
   const V uv = Sll<7>(Sub(chroma, Splat<V>(128)));
   const auto shift = [](V x) { return Sra<F.shift>(x); };
 #endif
-  if constexpr (F.lRound != 0) L = Add(L, Splat<V>(F.lRound));
+#if NYX_LEVEL < NYX_LEVEL_SSSE3
+  constexpr bool kRoundingShift = false;
+#endif
+  if constexpr (F.lRound != 0 && !kRoundingShift) L = Add(L, Splat<V>(F.lRound));
   // u in the even lane of each pair, v in the odd one; blue's term lands in the even lane and
   // red's in the odd, green's two halves in one lane each.
   const V br = MulHiS(uv, Splat<V>(F.lB, F.lR));

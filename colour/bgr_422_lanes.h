@@ -91,6 +91,10 @@ inline V128 SpreadOdd(V128 a) {
 inline V128 MulBytes(V128 a, V128 weights) {
   return _mm_maddubs_epi16(a, weights);
 }
+// (a b + 2^14) >> 15, exactly.
+inline V128 MulHiRound(V128 a, V128 b) {
+  return _mm_mulhrs_epi16(a, b);
+}
 #endif
 
 #if defined(__AVX2__)
@@ -154,6 +158,9 @@ inline V256 SwapHalves(V256 a) {
 }
 inline V256 MulBytes(V256 a, V256 weights) {
   return _mm256_maddubs_epi16(a, weights);
+}
+inline V256 MulHiRound(V256 a, V256 b) {
+  return _mm256_mulhrs_epi16(a, b);
 }
 inline V256 EvenOdd(V256 a, V256 b) {
   return _mm256_blend_epi16(b, a, 0x55);
