@@ -77,9 +77,7 @@ Status nyxiMirror_8u_C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, in
     pDst += (roiSize.height - 1) * dStep;
     dStep = -dStep;
   }
-  for (int32_t y = 0; y < roiSize.height; ++y, pSrc += srcStep, pDst += dStep) {
-    owniFlip_8u_C4(pSrc, pDst + rowBytes, roiSize.width, nonTemporal);
-  }
+  owniFlip_8u_C4(pSrc, srcStep, pDst + rowBytes, dStep, roiSize.width, roiSize.height, nonTemporal);
   return StatusOk;
 }
 

@@ -42,15 +42,18 @@ inline void CopyPixel(const uint8_t* s, uint8_t* d) {
   std::memcpy(d, &v, 4);
 }
 
-// 32 pixels per round from s forward into d backward; d - 128 must suit kKind.
+// 32 pixels per round into d forward from the source ending at sEnd, read backward: stores
+// that ascend keep the store queue moving where a miss would stall a descending one, and a
+// descending load stream costs nothing extra. d must suit kKind.
 template <int kKind>
-void Flip32(const uint8_t*& s, uint8_t*& d, int32_t& n, __m256i order) {
-  for (; n >= 32; n -= 32, s += 128, d -= 128) {
-    const __m256i v0 = Load(s), v1 = Load(s + 32), v2 = Load(s + 64), v3 = Load(s + 96);
-    Store<kKind>(d - 32, Reverse8(v0, order));
-    Store<kKind>(d - 64, Reverse8(v1, order));
-    Store<kKind>(d - 96, Reverse8(v2, order));
-    Store<kKind>(d - 128, Reverse8(v3, order));
+void Flip32(const uint8_t*& sEnd, uint8_t*& d, int32_t& n, __m256i order) {
+  for (; n >= 32; n -= 32, sEnd -= 128, d += 128) {
+    const __m256i v0 = Load(sEnd - 32), v1 = Load(sEnd - 64), v2 = Load(sEnd - 96);
+    const __m256i v3 = Load(sEnd - 128);
+    Store<kKind>(d, Reverse8(v0, order));
+    Store<kKind>(d + 32, Reverse8(v1, order));
+    Store<kKind>(d + 64, Reverse8(v2, order));
+    Store<kKind>(d + 96, Reverse8(v3, order));
   }
 }
 
@@ -60,37 +63,48 @@ inline bool RunsOverlap(const uint8_t* a, const uint8_t* b, size_t len) {
   return pa < pb + len && pb < pa + len;
 }
 
-}  // namespace
-
-void owniFlipWide_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal) {
-  const __m256i order = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
-  const uint8_t* s = pSrc;
-  uint8_t* d = pDstEnd;
+// One row: the destination written forward from its start, the source read backward.
+void FlipRow(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, bool nonTemporal,
+             __m256i order) {
+  const uint8_t* sEnd = pSrc + 4 * static_cast<ptrdiff_t>(width);
+  uint8_t* d = pDstEnd - 4 * static_cast<ptrdiff_t>(width);
   int32_t n = width;
   if ((reinterpret_cast<uintptr_t>(d) & 3) == 0) {
-    // Whole pixels until the destination end is 32-byte aligned.
-    for (; n > 0 && (reinterpret_cast<uintptr_t>(d) & 31) != 0; --n, s += 4) {
-      d -= 4;
-      CopyPixel(s, d);
+    // Whole pixels until the destination is 32-byte aligned.
+    for (; n > 0 && (reinterpret_cast<uintptr_t>(d) & 31) != 0; --n, d += 4) {
+      sEnd -= 4;
+      CopyPixel(sEnd, d);
     }
     if (nonTemporal && n >= 32) {
-      Flip32<kStoreStream>(s, d, n, order);
-      _mm_sfence();
+      Flip32<kStoreStream>(sEnd, d, n, order);
     } else {
-      Flip32<kStoreAligned>(s, d, n, order);
+      Flip32<kStoreAligned>(sEnd, d, n, order);
     }
   } else {
-    Flip32<kStoreUnaligned>(s, d, n, order);
+    Flip32<kStoreUnaligned>(sEnd, d, n, order);
   }
-  for (; n >= 8; n -= 8, s += 32, d -= 32) Store<kStoreUnaligned>(d - 32, Reverse8(Load(s), order));
+  for (; n >= 8; n -= 8, sEnd -= 32, d += 32) {
+    Store<kStoreUnaligned>(d, Reverse8(Load(sEnd - 32), order));
+  }
   if (n >= 4) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d - 16), Reverse4(s));
-    n -= 4, s += 16, d -= 16;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), Reverse4(sEnd - 16));
+    n -= 4, sEnd -= 16, d += 16;
   }
-  for (; n > 0; --n, s += 4) {
-    d -= 4;
-    CopyPixel(s, d);
+  for (; n > 0; --n, d += 4) {
+    sEnd -= 4;
+    CopyPixel(sEnd, d);
   }
+}
+
+}  // namespace
+
+void owniFlipWide_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd, ptrdiff_t dstStep,
+                        int32_t width, int32_t height, int32_t nonTemporal) {
+  const __m256i order = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+  for (int32_t y = 0; y < height; ++y, pSrc += srcStep, pDstEnd += dstStep) {
+    FlipRow(pSrc, pDstEnd, width, nonTemporal != 0, order);
+  }
+  if (nonTemporal) _mm_sfence();
 }
 
 void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {

@@ -240,13 +240,10 @@ void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int
   }
 }
 
-void owniFlip_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal) {
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-  if ((ownWideForms() & kWideAvx2) != 0) {
-    y8::avx2::owniFlipWide_8u_C4(pSrc, pDstEnd, width, nonTemporal);
-    return;
-  }
-#endif
+namespace {
+
+// One four-channel row, source forward into the row ending at pDstEnd.
+void FlipRow_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal) {
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
   const uint8_t* s = pSrc;
   uint8_t* d = pDstEnd;
@@ -272,6 +269,21 @@ void owniFlip_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_
   (void)nonTemporal;
   FlipCopyScalar<4>(pSrc, pDstEnd, width);
 #endif
+}
+
+}  // namespace
+
+void owniFlip_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd, ptrdiff_t dstStep,
+                    int32_t width, int32_t height, int32_t nonTemporal) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if ((ownWideForms() & kWideAvx2) != 0) {
+    y8::avx2::owniFlipWide_8u_C4(pSrc, srcStep, pDstEnd, dstStep, width, height, nonTemporal);
+    return;
+  }
+#endif
+  for (int32_t y = 0; y < height; ++y, pSrc += srcStep, pDstEnd += dstStep) {
+    FlipRow_C4(pSrc, pDstEnd, width, nonTemporal);
+  }
 }
 
 void owniExchange_8u_I(uint8_t* pA, uint8_t* pB, int32_t len) {

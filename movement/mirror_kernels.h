@@ -6,6 +6,8 @@
 #ifndef NYX_MOVEMENT_MIRROR_KERNELS_H
 #define NYX_MOVEMENT_MIRROR_KERNELS_H
 
+#include <cstddef>
+
 #include "frame/level.h"
 
 NYX_IN_EVERY_LEVEL(
@@ -14,9 +16,11 @@ NYX_IN_EVERY_LEVEL(
     // upward from the row at pDst + (height - 1) * dstStep.
     void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                             ImageSize roiSize, int32_t bothAxes);
-    // Out of place, four channels, one row: source pixel x goes to the pixel ending at
-    // pDstEnd - 4 * x. nonTemporal allows streaming stores where the destination is aligned.
-    void owniFlip_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal);
+    // Out of place, four channels, `height` rows: source pixel x of a row goes to the pixel
+    // ending at pDstEnd - 4 * x, with the rows dstStep apart (negative to walk upward).
+    // nonTemporal allows streaming stores where the destination is aligned.
+    void owniFlip_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd, ptrdiff_t dstStep,
+                        int32_t width, int32_t height, int32_t nonTemporal);
 
     // In place, rows y and height - 1 - y exchanged for y below height / 2; rows of rowBytes.
     void owniExchange_8u(uint8_t* pSrcDst, int32_t step, int32_t rowBytes, int32_t height);

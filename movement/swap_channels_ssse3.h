@@ -105,9 +105,11 @@ void SwapBlocksC3(const uint8_t*& s, uint8_t*& d, int64_t blocks, const TablesC3
 }
 
 // One row: rows of at least 16 pixels first bring the destination to an 8-byte boundary by
-// single pixels, then run 16 pixels a step; the rest goes by 8, by 4 and by single pixels.
+// single pixels, then run 16 pixels a step (32 with 256-bit registers, `wide`); the rest goes by
+// 8, by 4 and by single pixels. Each pixel is rebuilt from its own bytes, so the steps a row is
+// cut into do not show in its bytes.
 void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                             const TablesC3& k) {
+                             const TablesC3& k, [[maybe_unused]] bool wide) {
   auto single = [&] {
     d[0] = s[order[0]];
     d[1] = s[order[1]];
@@ -118,6 +120,15 @@ void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const 
   };
   if (width >= 16) {
     while (!IsAligned(d, 8)) single();
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (wide && width >= 32) {
+      const int64_t pairs = width / 32;
+      y8::avx2::owniSwapWide_8u_C3R(s, d, pairs, reinterpret_cast<const uint8_t*>(&k));
+      s += pairs * 96;
+      d += pairs * 96;
+      width -= pairs * 32;
+    }
+#endif
     const int64_t blocks = width / 16;
     if (IsAligned(s, 16)) {
       SwapBlocksC3<true>(s, d, blocks, k);
@@ -224,6 +235,12 @@ TablesC4C3 BuildTablesC4C3(const int32_t* order) {
 void owniSwap_8u_C4C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                        ImageSize roi, const int32_t* order) {
   const TablesC4C3 k = BuildTablesC4C3(order);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  // The 256-bit form packs each lane's four pixels with the first table alone.
+  const bool wide = (ownWideForms() & kWideAvx2) != 0;
+  alignas(16) uint8_t tableBytes[16];
+  _mm_store_si128(reinterpret_cast<__m128i*>(tableBytes), k.t[0][0]);
+#endif
   RowRun run{roi.width, roi.height};
   if (int64_t{srcStep} == run.width * 4 && int64_t{dstStep} == run.width * 3) {
     run = {run.width * run.height, 1};
@@ -232,6 +249,15 @@ void owniSwap_8u_C4C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
     const uint8_t* s = pSrc;
     uint8_t* d = pDst;
     int64_t width = run.width;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (wide && width >= 32) {
+      const int64_t runs = width / 32;
+      y8::avx2::owniSwapWide_8u_C4C3R(s, d, runs, tableBytes);
+      s += runs * 128;
+      d += runs * 96;
+      width -= runs * 32;
+    }
+#endif
     for (; width >= 16; width -= 16, s += 64, d += 48) {
       const __m128i v0 = Load(s), v1 = Load(s + 16), v2 = Load(s + 32), v3 = Load(s + 48);
       Store(d, _mm_or_si128(Shuffle(v0, k.t[0][0]), Shuffle(v1, k.t[0][1])));
@@ -276,7 +302,17 @@ void SinglesC3C4(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* ord
 
 template <bool kKeep>
 void SwapRowC3C4(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order, int special,
-                 uint8_t value, __m128i table, __m128i fill, __m128i keep) {
+                 uint8_t value, __m128i table, __m128i fill, __m128i keep,
+                 [[maybe_unused]] const uint8_t* wideTables) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if (wideTables != nullptr && width >= 32) {
+    const int64_t runs = width / 32;
+    y8::avx2::owniSwapWide_8u_C3C4R(s, d, runs, wideTables, kKeep);
+    s += runs * 96;
+    d += runs * 128;
+    width -= runs * 32;
+  }
+#endif
   for (; width >= 16; width -= 16, s += 48, d += 64) {
     const __m128i v0 = Load(s), v1 = Load(s + 16), v2 = Load(s + 32);
     // Windows on input bytes 0, 12, 24 and 36 onwards, one per output vector.
@@ -303,7 +339,9 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
   }
   const bool keep = fill > 255;
   const uint8_t value = static_cast<uint8_t>(fill);
-  alignas(16) uint8_t tableBytes[16], fillBytes[16], keepBytes[16];
+  // The three tables side by side, as the 256-bit form takes them.
+  alignas(16) uint8_t tables[48];
+  uint8_t *tableBytes = tables, *fillBytes = tables + 16, *keepBytes = tables + 32;
   for (int lane = 0; lane < 16; ++lane) {
     const int c = lane % 4;
     const bool mine = c == special;
@@ -322,6 +360,11 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
     run = {run.width * run.height, 1};
   }
   const bool reachesBack = order[3] < 0;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  const uint8_t* wide = (ownWideForms() & kWideAvx2) != 0 ? tables : nullptr;
+#else
+  const uint8_t* wide = nullptr;
+#endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
     if (reachesBack) {
       if (keep) {
@@ -330,9 +373,11 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
         SinglesC3C4<false>(pSrc, pDst, run.width, order, special, value);
       }
     } else if (keep) {
-      SwapRowC3C4<true>(pSrc, pDst, run.width, order, special, value, table, fillVec, keepVec);
+      SwapRowC3C4<true>(pSrc, pDst, run.width, order, special, value, table, fillVec, keepVec,
+                        wide);
     } else {
-      SwapRowC3C4<false>(pSrc, pDst, run.width, order, special, value, table, fillVec, keepVec);
+      SwapRowC3C4<false>(pSrc, pDst, run.width, order, special, value, table, fillVec, keepVec,
+                         wide);
     }
   }
 }
@@ -342,8 +387,13 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
 void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, RowRun run,
                    const int32_t* order) {
   const TablesC3 tables = BuildTablesC3(order);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  const bool wide = (ownWideForms() & kWideAvx2) != 0;
+#else
+  const bool wide = false;
+#endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
-    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables);
+    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables, wide);
   }
 }
 

@@ -4,13 +4,16 @@
 #ifndef NYX_MOVEMENT_WIDE_KERNELS_H
 #define NYX_MOVEMENT_WIDE_KERNELS_H
 
+#include <cstddef>
+
 #include "frame/level.h"
 #include "frame/width.h"
 
 NYX_IN_WIDE_FORMS(
-    // Four channels, one row: source pixel x to the pixel ending at pDstEnd - 4 * x.
-    void owniFlipWide_8u_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width,
-                            int32_t nonTemporal);
+    // Four channels, `height` rows dstStep apart: source pixel x of a row to the pixel ending
+    // at pDstEnd - 4 * x.
+    void owniFlipWide_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd,
+                            ptrdiff_t dstStep, int32_t width, int32_t height, int32_t nonTemporal);
     // Three channels, one row of at least 32 pixels: source forward into the row ending at
     // dEnd, reversed.
     void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width);
@@ -21,6 +24,17 @@ NYX_IN_WIDE_FORMS(
     // (the 128-bit shuffle table of four pixels, alpha lanes selecting zero); the alpha byte is
     // never changed.
     void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                              const uint8_t table[16]);)
+                              const uint8_t table[16]);
+    // C3 reordering of `pairs` runs of 32 pixels: tables holds the nine 16-byte shuffle tables
+    // of the 16-pixel block, output vector j from input vector s at byte 48 * j + 16 * s.
+    void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables);
+    // C3 to C4 reordering of `runs` runs of 32 pixels with one channel filled or kept: tables
+    // holds the 16-byte shuffle, fill and keep vectors of four pixels, in that order.
+    void owniSwapWide_8u_C3C4R(const uint8_t* s, uint8_t* d, int64_t runs, const uint8_t* tables,
+                               bool keep);
+    // C4 to C3 reordering of `runs` runs of 32 pixels: table is the 16-byte shuffle that
+    // packs four pixels into the first twelve bytes.
+    void owniSwapWide_8u_C4C3R(const uint8_t* s, uint8_t* d, int64_t runs,
+                               const uint8_t table[16]);)
 
 #endif  // NYX_MOVEMENT_WIDE_KERNELS_H

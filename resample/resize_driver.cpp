@@ -142,35 +142,53 @@ struct FilterPixel {
 };
 
 // Linear: wherever one axis leaves the image the other alone filters, with a single rounding.
+// Clamping two neighbouring taps keeps them in order, so their merged run is just the clamped
+// first and second tap.
 struct LinearPixel {
   const uint8_t* src;
   int32_t srcStep, stride, channels;
   ImageSize size;
   struct Rows {
-    TapRun<2> taps;
+    const uint8_t* r0;
+    const uint8_t* r1;
+    bool one;  // both taps on one row: the horizontal filter alone
     uint32_t w;
   };
 
+  static int32_t Clamp(int32_t v, int32_t n) { return v < 0 ? 0 : v > n - 1 ? n - 1 : v; }
+
   Rows RowTaps(int32_t yIndex, const int16_t* wy) const {
-    const float none[2] = {0.0f, 0.0f};
-    return {ClampTaps<2>(BaseOf(yIndex, srcStep), size.height, none), static_cast<uint32_t>(wy[0])};
+    const int32_t base = BaseOf(yIndex, srcStep);
+    const int32_t y0 = Clamp(base, size.height), y1 = Clamp(base + 1, size.height);
+    return {src + static_cast<ptrdiff_t>(y0) * srcStep, src + static_cast<ptrdiff_t>(y1) * srcStep,
+            y0 == y1, static_cast<uint32_t>(wy[0])};
   }
 
   void operator()(uint8_t* out, int32_t xIndex, const int16_t* wx, const Rows& rows) const {
-    const float none[2] = {0.0f, 0.0f};
-    const TapRun<2> cols = ClampTaps<2>(ColumnOf(xIndex, stride), size.width, none);
-    const ptrdiff_t x0 = cols.at[0] * stride, x1 = cols.at[cols.count - 1] * stride;
-    const uint8_t* r0 = src + static_cast<ptrdiff_t>(rows.taps.at[0]) * srcStep;
-    const uint8_t* r1 = src + static_cast<ptrdiff_t>(rows.taps.at[rows.taps.count - 1]) * srcStep;
-    const uint32_t w0 = static_cast<uint32_t>(wx[0]), w1 = static_cast<uint32_t>(wx[1]);
-    for (int32_t c = 0; c < channels; ++c) {
-      uint32_t v;
-      if (rows.taps.count == 1) {
-        v = (w0 * r0[x0 + c] + w1 * r0[x1 + c] + 8192) >> 14;
-      } else {
-        v = (r0[x0 + c] * (16384 - rows.w) + r1[x0 + c] * rows.w + 8192) >> 14;
+    const int32_t col = ColumnOf(xIndex, stride);
+    const ptrdiff_t x0 = static_cast<ptrdiff_t>(Clamp(col, size.width)) * stride;
+    const ptrdiff_t x1 = static_cast<ptrdiff_t>(Clamp(col + 1, size.width)) * stride;
+    if (channels == 4) {
+      Put<4>(out, x0, x1, wx, rows);
+    } else {
+      Put<3>(out, x0, x1, wx, rows);
+    }
+  }
+
+  template <int kChannels>
+  static void Put(uint8_t* out, ptrdiff_t x0, ptrdiff_t x1, const int16_t* wx, const Rows& rows) {
+    const uint8_t* r0 = rows.r0;
+    const uint8_t* r1 = rows.r1;
+    if (rows.one) {
+      const uint32_t w0 = static_cast<uint32_t>(wx[0]), w1 = static_cast<uint32_t>(wx[1]);
+      for (int c = 0; c < kChannels; ++c) {
+        out[c] = static_cast<uint8_t>((w0 * r0[x0 + c] + w1 * r0[x1 + c] + 8192) >> 14);
       }
-      out[c] = static_cast<uint8_t>(v);
+    } else {
+      const uint32_t w = rows.w;
+      for (int c = 0; c < kChannels; ++c) {
+        out[c] = static_cast<uint8_t>((r0[x0 + c] * (16384 - w) + r1[x0 + c] * w + 8192) >> 14);
+      }
     }
   }
 };

@@ -66,6 +66,10 @@ void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, i
   T* dst = static_cast<T*>(pDst);
   const int32_t spacing = kChannels == 4 ? 4 : stride;
   const bool whole = spacing == kChannels;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  const bool windowed = sizeof(T) * kChannels == 4 && Wide();
+  const int32_t groups = windowed ? avx2::ownpi_NearestWindows8px4(xIndex, width) : 0;
+#endif
   for (int32_t i = 0; i < height; ++i) {
     T* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
     if (whole && i > 0 && yIndex[i] == yIndex[i - 1]) {
@@ -77,6 +81,12 @@ void NearestRows(const void* pSrc, void* pDst, int32_t dstStep, int32_t width, i
     if constexpr (sizeof(T) * kChannels == 4) {
       const uint8_t* in = reinterpret_cast<const uint8_t*>(row);
       uint8_t* to = reinterpret_cast<uint8_t*>(out);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+      if (windowed) {
+        avx2::ownpi_NearestRow8px4(in, width, xIndex, groups, to);
+        continue;
+      }
+#endif
       ownpi_NearestRow8px4(in, width, xIndex, to);
       continue;
     }
@@ -163,18 +173,22 @@ void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xInd
                           const int16_t* xWeight, uint16_t* row) {
   int32_t j = 0;
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
-  // Both taps of a pixel are its eight bytes: one byte shuffle makes the (left, right) pairs.
-  const __m128i pairs = _mm_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
-  const __m128i half = _mm_set1_epi32(128);
-  auto one = [&](int32_t at, __m128i w) {
-    const __m128i v = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
-    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_shuffle_epi8(v, pairs), w), half), 8);
-  };
+  // With w0 = 16384 - w1 the sum is s0 * 16384 + (s1 - s0) * w1, and 16384 s0 is a multiple of
+  // 256: the result is 64 s0 + ((s1 - s0) w1 + 128) >> 8, which is the rounded high half of
+  // 128 (s1 - s0) * w1, both factors in a signed 16-bit lane. Two pixels a round.
+  const __m128i left = _mm_setr_epi8(0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1);
+  const __m128i right = _mm_setr_epi8(4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1);
+  const __m128i second = _mm_setr_epi8(2, 3, 2, 3, 2, 3, 2, 3, 6, 7, 6, 7, 6, 7, 6, 7);
   for (; j + 1 < width; j += 2) {
-    const __m128i w = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(xWeight + 2 * j));
-    const __m128i a = one(j, _mm_shuffle_epi32(w, 0x00));
-    const __m128i b = one(j + 1, _mm_shuffle_epi32(w, 0x55));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 4 * j), _mm_packs_epi32(a, b));
+    const __m128i taps =
+        _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[j])),
+                           _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[j + 1])));
+    const __m128i w = _mm_shuffle_epi8(
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(xWeight + 2 * j)), second);
+    const __m128i s0 = _mm_shuffle_epi8(taps, left), s1 = _mm_shuffle_epi8(taps, right);
+    const __m128i frac = _mm_mulhrs_epi16(_mm_slli_epi16(_mm_sub_epi16(s1, s0), 7), w);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 4 * j),
+                     _mm_add_epi16(_mm_slli_epi16(s0, 6), frac));
   }
 #elif NYX_LEVEL >= NYX_LEVEL_SSE3
   for (; j + 1 < width; j += 2) {
@@ -190,22 +204,32 @@ inline uint8_t BlendLinear(uint32_t a, uint32_t b, uint32_t w) {
   return static_cast<uint8_t>((a * (16384 - w) + b * w + 0x80000) >> 20);
 }
 
-// Vertical pass over packed samples.
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+// Eight samples of the vertical pass in 16-bit lanes. With a and b at most 16320,
+// (a (16384 - w) + b w + 2^19) >> 20 is (a + floor((b - a) w / 2^14) + 32) >> 6 (the dropped
+// fraction cannot carry past a multiple of 64), and that floor is the high half of the product
+// 2 (b - a) * 2 w, both in a signed 16-bit lane as long as w < 16384. twiceW holds 2 w.
+inline __m128i BlendEight(__m128i a, __m128i b, __m128i twiceW) {
+  const __m128i d = _mm_sub_epi16(b, a);
+  const __m128i q = _mm_mulhi_epi16(_mm_add_epi16(d, d), twiceW);
+  return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(a, q), _mm_set1_epi16(32)), 6);
+}
+#endif
+
+// Vertical pass over packed samples. A weight of 16384 takes the lower row alone, which the
+// same arithmetic gives with both rows the lower one and no weight.
 void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
                          const uint16_t* lower) {
+  if (w >= 16384) {
+    upper = lower;
+    w = 0;
+  }
   int32_t k = 0;
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
-  const __m128i weights = _mm_set1_epi32(
-      static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w)));
-  const __m128i half = _mm_set1_epi32(0x80000);
+  const __m128i twiceW = _mm_set1_epi16(static_cast<int16_t>(2 * w));
   auto eight = [&](int32_t at) {
-    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + at));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + at));
-    const __m128i lo =
-        _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), weights), half), 20);
-    const __m128i hi =
-        _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpackhi_epi16(a, b), weights), half), 20);
-    return _mm_packs_epi32(lo, hi);
+    return BlendEight(_mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + at)),
+                      _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + at)), twiceW);
   };
   for (; k + 16 <= count; k += 16) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k), _mm_packus_epi16(eight(k), eight(k + 8)));
@@ -221,21 +245,21 @@ void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t*
 // Three packed samples per pixel into pixels four bytes apart; the fourth byte stays.
 void ownpi_SummLinear8px(uint8_t* dst, int32_t width, int32_t w, const uint16_t* upper,
                          const uint16_t* lower) {
+  if (w >= 16384) {
+    upper = lower;
+    w = 0;
+  }
   int32_t j = 0;
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
-  const __m128i weights = _mm_set1_epi32(
-      static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w)));
-  const __m128i half = _mm_set1_epi32(0x80000);
-  auto four = [&](ptrdiff_t at) {
-    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(upper + at));
-    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(lower + at));
-    return _mm_srli_epi32(_mm_add_epi32(_mm_madd_epi16(_mm_unpacklo_epi16(a, b), weights), half),
-                          20);
-  };
+  const __m128i twiceW = _mm_set1_epi16(static_cast<int16_t>(2 * w));
   for (; j + 4 <= width; j += 4) {
     const ptrdiff_t at = 3 * static_cast<ptrdiff_t>(j);
-    const __m128i lo = _mm_packs_epi32(four(at), four(at + 4));
-    const __m128i hi = _mm_packs_epi32(four(at + 8), _mm_setzero_si128());
+    const __m128i lo =
+        BlendEight(_mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + at)),
+                   _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + at)), twiceW);
+    const __m128i hi =
+        BlendEight(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(upper + at + 8)),
+                   _mm_loadl_epi64(reinterpret_cast<const __m128i*>(lower + at + 8)), twiceW);
     StoreThrees(dst + 4 * static_cast<ptrdiff_t>(j), _mm_packus_epi16(lo, hi));
   }
 #endif
@@ -265,30 +289,67 @@ void ownResize8pxL(const void* pSrc, void* pDst, int32_t srcStep, int32_t dstSte
   uint16_t* upper = static_cast<uint16_t*>(rowA);
   uint16_t* lower = static_cast<uint16_t*>(rowB);
   const bool wide = Wide();
-  auto pass = [&](int64_t y, uint16_t* row) {
-    if (channels == 3 && wide && stride == 4) {
-      WIDE(ownpi_CoefLinear8px(src + y, width, stride, xIndex, xw, row));
-    } else if (channels == 3) {
-      ownpi_CoefLinear8px(src + y, width, stride, xIndex, xw, row);
-    } else if (wide) {
-      WIDE(ownpi_CoefLinear8px4(src + y, width, xIndex, xw, row));
-    } else {
-      ownpi_CoefLinear8px4(src + y, width, xIndex, xw, row);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  // Four channels at 256 bits: the tap windows of the column groups, worked out once, in the
+  // scratch after the second row block (the scratch holds room for row blocks twice as long, and
+  // the windows take a quarter of one).
+  const bool windowed = wide && channels == 4;
+  uint8_t* windows = reinterpret_cast<uint8_t*>(
+      (reinterpret_cast<uintptr_t>(lower + width * channels) + 15) & ~uintptr_t{15});
+  const int32_t groups = windowed ? avx2::ownpi_LinearWindows8px4(xIndex, xw, width, windows) : 0;
+#endif
+  // One source row (second null) or two with the same tables.
+  auto pass = [&](int64_t y, uint16_t* row, const int64_t* y2, uint16_t* row2) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (windowed) {
+      avx2::ownpi_CoefLinearRows8px4(src + y, y2 != nullptr ? src + *y2 : nullptr, width, xIndex,
+                                     xw, windows, groups, row, row2);
+      return;
+    }
+#endif
+    for (int k = 0; k < (y2 != nullptr ? 2 : 1); ++k) {
+      const int64_t at = k == 0 ? y : *y2;
+      uint16_t* out = k == 0 ? row : row2;
+      if (channels == 3 && wide && stride == 4) {
+        WIDE(ownpi_CoefLinear8px(src + at, width, stride, xIndex, xw, out));
+      } else if (channels == 3) {
+        ownpi_CoefLinear8px(src + at, width, stride, xIndex, xw, out);
+      } else {
+        ownpi_CoefLinear8px4(src + at, width, xIndex, xw, out);
+      }
     }
   };
   int64_t prev = srcStep >= 1 ? int64_t{yIndex[0]} - 1 : int64_t{yIndex[0]} + 1;
-  pass(yIndex[0], lower);
+  pass(yIndex[0], lower, nullptr, nullptr);
   for (int32_t i = 0; i < height; ++i) {
     const int32_t y = yIndex[i];
     if (Beyond(y, prev, srcStep)) {
       uint16_t* t = upper;
       upper = lower;
       lower = t;
-      pass(int64_t{y} + srcStep, lower);
-      if (Beyond(y, prev + srcStep, srcStep)) pass(y, upper);
+      const int64_t next = int64_t{y} + srcStep;
+      if (Beyond(y, prev + srcStep, srcStep)) {
+        const int64_t here = y;
+        pass(next, lower, &here, upper);
+      } else {
+        pass(next, lower, nullptr, nullptr);
+      }
       prev = y;
     }
     uint8_t* out = dst + static_cast<ptrdiff_t>(i) * dstStep;
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (windowed) {
+      // The next destination row from the same two source rows goes with this one, unless the
+      // rows overlap and must be written one after the other.
+      const int64_t bytes = int64_t{width} * channels;
+      const bool two =
+          i + 1 < height && yIndex[i + 1] == y && (dstStep >= bytes || -int64_t{dstStep} >= bytes);
+      avx2::ownpi_SummLinearBiased8pl(out, two ? out + dstStep : nullptr, width * channels, yw[i],
+                                      two ? yw[i + 1] : 0, upper, lower);
+      if (two) ++i;
+      continue;
+    }
+#endif
     if (stride == channels && wide) {
       WIDE(ownpi_SummLinear8pl(out, width * channels, yw[i], upper, lower));
     } else if (stride == channels) {

@@ -3,6 +3,7 @@
 // register go through 128-bit or scalar steps of the same arithmetic.
 #include <immintrin.h>
 
+#include <cstddef>
 #include <cstring>
 
 #include "resample/resize_wide.h"
@@ -63,40 +64,61 @@ inline uint8_t BlendLinear(uint32_t a, uint32_t b, uint32_t w) {
 
 }  // namespace
 
-// Four pixels a round: both taps of a pixel are its eight bytes, one byte shuffle makes the
-// (left, right) pairs of each channel, one multiply-add of 16-bit pairs weighs them.
-template <int kChannels>
-void CoefLinear(const uint8_t* src, int32_t width, const int32_t* xIndex, const int16_t* xWeight,
-                uint16_t* row) {
-  const __m256i pairs = _mm256_setr_epi8(0, -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1, 0,
-                                         -1, 4, -1, 1, -1, 5, -1, 2, -1, 6, -1, 3, -1, 7, -1);
-  const __m256i half = _mm256_set1_epi32(128);
-  const __m256i spreadLo = _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1);
-  const __m256i spreadHi = _mm256_setr_epi32(2, 2, 2, 2, 3, 3, 3, 3);
+namespace {
+
+// (16384 - w1) s0 + w1 s1 + 128 >> 8 is 64 s0 + ((s1 - s0) w1 + 128) >> 8, the rounded high half
+// of 128 (s1 - s0) * w1: sixteen 16-bit lanes, four pixels, per multiply.
+inline __m256i LinearFour(__m256i taps, __m256i w1) {
+  const __m256i left = _mm256_setr_epi8(0, -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1, 0,
+                                        -1, 1, -1, 2, -1, 3, -1, 8, -1, 9, -1, 10, -1, 11, -1);
+  const __m256i right =
+      _mm256_setr_epi8(4, -1, 5, -1, 6, -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1, 4, -1, 5, -1, 6,
+                       -1, 7, -1, 12, -1, 13, -1, 14, -1, 15, -1);
+  const __m256i s0 = _mm256_shuffle_epi8(taps, left), s1 = _mm256_shuffle_epi8(taps, right);
+  const __m256i frac = _mm256_mulhrs_epi16(_mm256_slli_epi16(_mm256_sub_epi16(s1, s0), 7), w1);
+  return _mm256_add_epi16(_mm256_slli_epi16(s0, 6), frac);
+}
+
+// The right weights of pixels j .. j + 3, each in the four lanes of its pixel.
+inline __m256i RightWeights(const int16_t* xWeight, int32_t j) {
+  const __m256i second = _mm256_setr_epi8(2, 3, 2, 3, 2, 3, 2, 3, 6, 7, 6, 7, 6, 7, 6, 7, 10, 11,
+                                          10, 11, 10, 11, 10, 11, 14, 15, 14, 15, 14, 15, 14, 15);
+  const __m128i w = _mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 2 * j));
+  return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(w), second);
+}
+
+// Both taps of pixels j .. j + 3: each pixel's eight bytes, two pixels a lane.
+inline __m256i PairTaps(const uint8_t* src, const int32_t* xIndex, int32_t j) {
+  auto two = [&](int32_t at) {
+    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
+    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at + 1]));
+    return _mm_unpacklo_epi64(a, b);
+  };
+  return _mm256_set_m128i(two(j + 2), two(j));
+}
+
+}  // namespace
+
+// Pixels from j on: pair loads four pixels a round, then one pixel at a time; every value plus
+// kBias.
+template <int kChannels, int kBias = 0>
+void CoefLinear(const uint8_t* src, int32_t j, int32_t width, const int32_t* xIndex,
+                const int16_t* xWeight, uint16_t* row) {
   // Three channels: the first six 16-bit values of each lane (two pixels).
   const __m256i threes = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0,
                                           1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
-  auto two = [&](int32_t at, __m256i w) {
-    const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at]));
-    const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + xIndex[at + 1]));
-    const __m256i v = _mm256_shuffle_epi8(_mm256_set_m128i(b, a), pairs);
-    return _mm256_srli_epi32(_mm256_add_epi32(_mm256_madd_epi16(v, w), half), 8);
-  };
   // A round writes whole 16-byte lanes; with three channels the last four bytes of each belong
   // to the next pixel, so the round stops while a later pixel still covers them.
-  const int32_t rounds = kChannels == 4 ? width / 4 : (width >= 5 ? (width - 5) / 4 + 1 : 0);
-  int32_t j = 0;
-  for (int32_t r = 0; r < rounds; ++r, j += 4) {
-    const __m256i w =
-        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(xWeight + 2 * j)));
-    const __m256i a = two(j, _mm256_permutevar8x32_epi32(w, spreadLo));
-    const __m256i b = two(j + 2, _mm256_permutevar8x32_epi32(w, spreadHi));
-    // In-lane packing leaves pixels j, j+2, j+1, j+3: put them back in order.
-    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi32(a, b), 0xD8);
+  // Four channels: the last round may overlap pixels already written, with the same values.
+  const int32_t end = kChannels == 4 ? (width >= 4 ? width : 0) : width - 4;
+  for (; j < end; j += 4) {
+    if (kChannels == 4 && j + 4 > width) j = width - 4;
+    __m256i h = LinearFour(PairTaps(src, xIndex, j), RightWeights(xWeight, j));
+    if constexpr (kBias != 0) h = _mm256_add_epi16(h, _mm256_set1_epi16(kBias));
     if constexpr (kChannels == 4) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), packed);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row + 4 * j), h);
     } else {
-      const __m256i three = _mm256_shuffle_epi8(packed, threes);
+      const __m256i three = _mm256_shuffle_epi8(h, threes);
       _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j), _mm256_castsi256_si128(three));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(row + 3 * j + 6),
                        _mm256_extracti128_si256(three, 1));
@@ -107,41 +129,229 @@ void CoefLinear(const uint8_t* src, int32_t width, const int32_t* xIndex, const 
     const uint32_t w0 = static_cast<uint16_t>(xWeight[2 * j]);
     const uint32_t w1 = static_cast<uint16_t>(xWeight[2 * j + 1]);
     for (int c = 0; c < kChannels; ++c) {
-      row[kChannels * j + c] = static_cast<uint16_t>((w0 * p[c] + w1 * p[c + 4] + 128) >> 8);
+      row[kChannels * j + c] =
+          static_cast<uint16_t>(((w0 * p[c] + w1 * p[c + 4] + 128) >> 8) + kBias);
     }
   }
 }
 
-void ownpi_CoefLinear8px4(const uint8_t* src, int32_t width, const int32_t* xIndex,
-                          const int16_t* xWeight, uint16_t* row) {
-  CoefLinear<4>(src, width, xIndex, xWeight, row);
+int32_t ownpi_LinearWindows8px4(const int32_t* xIndex, const int16_t* xWeight, int32_t width,
+                                uint8_t* windows) {
+  const int64_t limit = int64_t{xIndex[width - 1]} + 8;  // end of the bytes the row reads
+  int32_t g = 0;
+  for (; 4 * g + 3 < width; ++g) {
+    const int32_t* x = xIndex + 4 * g;
+    if (int64_t{x[0]} + 32 > limit) break;
+    uint8_t k[4];
+    bool fits = true;
+    for (int m = 0; m < 4; ++m) {
+      const int64_t d = int64_t{x[m]} - x[0];
+      fits = fits && d >= 0 && d <= 24 && d % 4 == 0;
+      k[m] = static_cast<uint8_t>(d / 4);
+    }
+    for (int m = 0; m < 4; ++m) fits = fits && xWeight[2 * (4 * g + m) + 1] < 16384;
+    if (!fits) break;
+    const uint8_t order[8] = {
+        k[0], k[1], static_cast<uint8_t>(k[0] + 1), static_cast<uint8_t>(k[1] + 1),
+        k[2], k[3], static_cast<uint8_t>(k[2] + 1), static_cast<uint8_t>(k[3] + 1)};
+    std::memcpy(windows + 8 * g, order, 8);
+  }
+  return g;
+}
+
+void ownpi_CoefLinearRows8px4(const uint8_t* src0, const uint8_t* src1, int32_t width,
+                              const int32_t* xIndex, const int16_t* xWeight, const uint8_t* windows,
+                              int32_t groups, uint16_t* row0, uint16_t* row1) {
+  // With w0 = 16384 - w1 the sum is 16384 s0 + (s1 - s0) w1, and 16384 s0 is a multiple of 256:
+  // the result is 64 s0 + ((s1 - s0) w1 + 128) >> 8, the rounded high half of 64 (s1 - s0) * 2 w1
+  // (a window's weights stay below 16384). A byte of 128 below each sample makes the shifted
+  // word 64 s + 32: the bias comes with the widening.
+  const __m256i low = _mm256_set1_epi8(static_cast<char>(128));
+  auto four = [&](const uint8_t* src, int32_t j, __m256i order, __m256i twiceW1) {
+    const __m256i win = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + xIndex[j]));
+    const __m256i taps = _mm256_permutevar8x32_epi32(win, order);  // L0 L1 R0 R1 | L2 L3 R2 R3
+    const __m256i s0 = _mm256_srli_epi16(_mm256_unpacklo_epi8(low, taps), 2);
+    const __m256i s1 = _mm256_srli_epi16(_mm256_unpackhi_epi8(low, taps), 2);
+    return _mm256_add_epi16(s0, _mm256_mulhrs_epi16(_mm256_sub_epi16(s1, s0), twiceW1));
+  };
+  for (int32_t g = 0; g < groups; ++g) {
+    const int32_t j = 4 * g;
+    const __m256i order =
+        _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(windows + 8 * g)));
+    const __m256i w1 = RightWeights(xWeight, j);
+    const __m256i twiceW1 = _mm256_add_epi16(w1, w1);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(row0 + 4 * j), four(src0, j, order, twiceW1));
+    if (src1 != nullptr) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(row1 + 4 * j), four(src1, j, order, twiceW1));
+    }
+  }
+  CoefLinear<4, kLinearBias>(src0, 4 * groups, width, xIndex, xWeight, row0);
+  if (src1 != nullptr) CoefLinear<4, kLinearBias>(src1, 4 * groups, width, xIndex, xWeight, row1);
 }
 
 void ownpi_CoefLinear8px(const uint8_t* src, int32_t width, int32_t /*stride*/,
                          const int32_t* xIndex, const int16_t* xWeight, uint16_t* row) {
-  CoefLinear<3>(src, width, xIndex, xWeight, row);
+  CoefLinear<3>(src, 0, width, xIndex, xWeight, row);
 }
 
-void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
-                         const uint16_t* lower) {
-  const __m256i weights = _mm256_set1_epi32(
-      static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w)));
-  const __m256i half = _mm256_set1_epi32(0x80000);
+namespace {
+
+// (a (16384 - w) + b w + 2^19) >> 20 in 16-bit lanes is (a + floor((b - a) w / 2^14) + 32) >> 6
+// (the dropped fraction cannot carry past a multiple of 64), and with the rows' roles swapped
+// (b + floor((a - b) (16384 - w) / 2^14) + 32) >> 6. Whichever weight is below 8192 makes the
+// floor the high half of the difference times four times that weight; a weight of exactly 8192
+// makes it half the difference.
+template <typename Floor>
+void Blend(uint8_t* dst, int32_t count, const uint16_t* base, const uint16_t* other, Floor floor) {
+  const __m256i half = _mm256_set1_epi16(32);
   auto sixteen = [&](int32_t at) {
-    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at));
-    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at));
-    const __m256i lo = _mm256_srli_epi32(
-        _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpacklo_epi16(a, b), weights), half), 20);
-    const __m256i hi = _mm256_srli_epi32(
-        _mm256_add_epi32(_mm256_madd_epi16(_mm256_unpackhi_epi16(a, b), weights), half), 20);
-    return _mm256_packs_epi32(lo, hi);  // in-lane: samples stay in order within each lane
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(base + at));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(other + at));
+    return _mm256_srli_epi16(
+        _mm256_add_epi16(_mm256_add_epi16(a, floor(_mm256_sub_epi16(b, a))), half), 6);
   };
   int32_t k = 0;
   for (; k + 32 <= count; k += 32) {
-    const __m256i bytes = _mm256_packus_epi16(sixteen(k), sixteen(k + 16));
+    const __m256i bytes = _mm256_packus_epi16(sixteen(k), sixteen(k + 16));  // in-lane
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + k), _mm256_permute4x64_epi64(bytes, 0xD8));
   }
-  for (; k < count; ++k) dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
+  for (; k + 16 <= count; k += 16) {
+    const __m256i v = sixteen(k);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k),
+                     _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
+  }
+}
+
+}  // namespace
+
+void ownpi_SummLinear8pl(uint8_t* dst, int32_t count, int32_t w, const uint16_t* upper,
+                         const uint16_t* lower) {
+  if (w < 8192) {
+    const __m256i m = _mm256_set1_epi16(static_cast<int16_t>(4 * w));
+    Blend(dst, count, upper, lower, [&](__m256i d) { return _mm256_mulhi_epi16(d, m); });
+  } else if (w > 8192) {
+    const __m256i m = _mm256_set1_epi16(static_cast<int16_t>(4 * (16384 - w)));
+    Blend(dst, count, lower, upper, [&](__m256i d) { return _mm256_mulhi_epi16(d, m); });
+  } else {
+    Blend(dst, count, upper, lower, [](__m256i d) { return _mm256_srai_epi16(d, 1); });
+  }
+  for (int32_t k = count & ~15; k < count; ++k) {
+    dst[k] = BlendLinear(upper[k], lower[k], static_cast<uint32_t>(w));
+  }
+}
+
+namespace {
+
+// With a and b the rows less their bias and D = b - a, a destination value is
+// (a + floor(D w / 2^14) + 32) >> 6, or with the rows' roles swapped
+// (b + floor(-D (16384 - w) / 2^14) + 32) >> 6 (the dropped fraction cannot carry past a
+// multiple of 64). Each floor is the high half of 2 D times 2 w or -2 (16384 - w), whichever fits
+// a signed 16-bit lane (kLower: the second); the rows' bias is the 32. kRows destination rows
+// share the loads and the difference.
+template <int kRows, bool kLower0, bool kLower1>
+void BlendBiased(uint8_t* dst0, uint8_t* dst1, int16_t w0, int16_t w1, int32_t count,
+                 const uint16_t* upper, const uint16_t* lower) {
+  uint8_t* const dst[2] = {dst0, dst1};
+  const __m256i m0 = _mm256_set1_epi16(w0), m1 = _mm256_set1_epi16(w1);
+  auto sixteen = [&](int32_t at, __m256i* v) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + at));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + at));
+    const __m256i d = _mm256_sub_epi16(b, a);
+    const __m256i twiceD = _mm256_add_epi16(d, d);
+    v[0] = _mm256_srli_epi16(_mm256_add_epi16(kLower0 ? b : a, _mm256_mulhi_epi16(twiceD, m0)), 6);
+    if constexpr (kRows == 2) {
+      v[1] =
+          _mm256_srli_epi16(_mm256_add_epi16(kLower1 ? b : a, _mm256_mulhi_epi16(twiceD, m1)), 6);
+    }
+  };
+  int32_t k = 0;
+  for (; k + 32 <= count; k += 32) {
+    __m256i lo[2], hi[2];
+    sixteen(k, lo);
+    sixteen(k + 16, hi);
+    for (int r = 0; r < kRows; ++r) {
+      const __m256i bytes = _mm256_packus_epi16(lo[r], hi[r]);  // in-lane
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst[r] + k),
+                          _mm256_permute4x64_epi64(bytes, 0xD8));
+    }
+  }
+  // Sixteen at a time to the end; the last sixteen may overlap samples already written, with
+  // the same values.
+  for (; k < count && count >= 16; k += 16) {
+    if (k + 16 > count) k = count - 16;
+    __m256i v[2];
+    sixteen(k, v);
+    for (int r = 0; r < kRows; ++r) {
+      _mm_storeu_si128(
+          reinterpret_cast<__m128i*>(dst[r] + k),
+          _mm_packus_epi16(_mm256_castsi256_si128(v[r]), _mm256_extracti128_si256(v[r], 1)));
+    }
+  }
+}
+
+}  // namespace
+
+void ownpi_SummLinearBiased8pl(uint8_t* dst0, uint8_t* dst1, int32_t count, int32_t w0, int32_t w1,
+                               const uint16_t* upper, const uint16_t* lower) {
+  // Whichever weight keeps the multiplier in a signed 16-bit lane.
+  auto multiplier = [](int32_t w) {
+    return static_cast<int16_t>(w <= 8192 ? 2 * w : -2 * (16384 - w));
+  };
+  const int16_t m0 = multiplier(w0), m1 = multiplier(w1);
+  const bool lower0 = w0 > 8192, lower1 = w1 > 8192;
+  using BlendFn =
+      void (*)(uint8_t*, uint8_t*, int16_t, int16_t, int32_t, const uint16_t*, const uint16_t*);
+  BlendFn blend;
+  if (dst1 == nullptr) {
+    blend = lower0 ? BlendBiased<1, true, false> : BlendBiased<1, false, false>;
+  } else if (lower0) {
+    blend = lower1 ? BlendBiased<2, true, true> : BlendBiased<2, true, false>;
+  } else {
+    blend = lower1 ? BlendBiased<2, false, true> : BlendBiased<2, false, false>;
+  }
+  blend(dst0, dst1, m0, m1, count, upper, lower);
+  for (int32_t k = count >= 16 ? count : 0; k < count; ++k) {  // a row of fewer than 16
+    const uint32_t a = upper[k] - kLinearBias, b = lower[k] - kLinearBias;
+    dst0[k] = BlendLinear(a, b, static_cast<uint32_t>(w0));
+    if (dst1 != nullptr) dst1[k] = BlendLinear(a, b, static_cast<uint32_t>(w1));
+  }
+}
+
+int32_t ownpi_NearestWindows8px4(const int32_t* xIndex, int32_t width) {
+  const int64_t limit = int64_t{xIndex[width - 1]} + 4;  // end of the bytes the row reads
+  int32_t g = 0;
+  for (; 8 * g + 7 < width; ++g) {
+    bool fits = true;
+    for (int half = 0; half < 2; ++half) {
+      const int32_t* x = xIndex + 8 * g + 4 * half;
+      fits = fits && int64_t{x[0]} + 32 <= limit;
+      for (int m = 1; m < 4; ++m) {
+        const int64_t d = int64_t{x[m]} - x[0];
+        fits = fits && d >= 0 && d <= 28;
+      }
+    }
+    if (!fits) break;
+  }
+  return g;
+}
+
+void ownpi_NearestRow8px4(const uint8_t* row, int32_t width, const int32_t* xIndex, int32_t groups,
+                          uint8_t* out) {
+  const __m256i firsts = _mm256_setr_epi32(0, 0, 0, 0, 4, 4, 4, 4);
+  for (int32_t g = 0; g < groups; ++g) {
+    const int32_t* x = xIndex + 8 * g;
+    const __m256i at = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(x));
+    const __m256i order =
+        _mm256_srli_epi32(_mm256_sub_epi32(at, _mm256_permutevar8x32_epi32(at, firsts)), 2);
+    const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x[0]));
+    const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(row + x[4]));
+    const __m256i pixels = _mm256_blend_epi32(_mm256_permutevar8x32_epi32(lo, order),
+                                              _mm256_permutevar8x32_epi32(hi, order), 0xF0);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 32 * static_cast<ptrdiff_t>(g)), pixels);
+  }
+  for (int32_t j = 8 * groups; j < width; ++j) {
+    std::memcpy(out + 4 * static_cast<ptrdiff_t>(j), row + xIndex[j], 4);
+  }
 }
 
 // One pixel's channels in 128 bits, for a pixel that has no partner in a register.

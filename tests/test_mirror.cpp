@@ -122,7 +122,7 @@ TEST_P(MirrorRows, AllFunctionsAllAxesMatchModel) {
 
 // Streaming stores forced, whatever the cache: every destination alignment and tail length.
 TEST_P(MirrorRows, FlipC4KernelWithStreamingFlag) {
-  using Kernel = void (*)(const uint8_t*, uint8_t*, int32_t, int32_t);
+  using Kernel = void (*)(const uint8_t*, int32_t, uint8_t*, ptrdiff_t, int32_t, int32_t, int32_t);
   const Kernel kernels[] = {mx::owniFlip_8u_C4, m7::owniFlip_8u_C4, u8::owniFlip_8u_C4,
                             y8::owniFlip_8u_C4};
   for (int w = 1; w <= 4099; w += w < 70 ? 1 : 1007) {
@@ -131,7 +131,7 @@ TEST_P(MirrorRows, FlipC4KernelWithStreamingFlag) {
       src.Randomise(rng_);
       std::vector<uint8_t> want = dst.Bytes();
       Model(src.Data(), 0, want.data() + (dst.Data() - dst.Bytes().data()), 0, w, 1, 4, 1);
-      kernels[GetParam().index](src.Data(), dst.Data() + 4 * w, w, 1);
+      kernels[GetParam().index](src.Data(), 0, dst.Data() + 4 * w, 0, w, 1, 1);
       ASSERT_EQ(dst.Bytes(), want) << "width " << w << " misalign " << misalign;
     }
   }

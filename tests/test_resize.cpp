@@ -9,10 +9,13 @@
 
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
 #include <random>
 #include <vector>
 
+#include "frame/width.h"
 #include "resample/resize.h"
+#include "resample/resize_wide.h"
 #include "support/guard.h"
 #include "support/rows.h"
 
@@ -326,8 +329,10 @@ struct Case {
   bool bottomUp;
 };
 
-// Runs one case for every kernel and row of a layout and compares the whole destination image.
-void RunCase(const Layout& lay, const Case& k, std::mt19937& rng) {
+// Runs one case for every kernel (or the given ones) and row of a layout and compares the whole
+// destination image.
+void RunCase(const Layout& lay, const Case& k, std::mt19937& rng,
+             std::initializer_list<int32_t> only = {}) {
   const int pad = 5;
   const int32_t srcStep = k.sw * lay.stride + pad;
   std::vector<uint8_t> src(size_t(srcStep) * k.sh);
@@ -345,6 +350,7 @@ void RunCase(const Layout& lay, const Case& k, std::mt19937& rng) {
   if (k.fx < 1 && k.fy < 1) sels.push_back(8);
   for (int32_t sel : {0x80000002u, 0x40000006u, 0x80000001u, 0x40000010u}) sels.push_back(sel);
   if (k.fx < 1 && k.fy < 1) sels.push_back(int32_t(0x80000008u));
+  if (only.size() != 0) sels.assign(only.begin(), only.end());
   for (int32_t sel : sels) {
     int32_t size = 0;
     ASSERT_EQ(mx::nyxiResizeGetBufSize(k.srcRoi, k.dstRoi, lay.channels, sel, &size), StatusOk);
@@ -641,6 +647,105 @@ TEST(Resize, Coefficients) {
   }
 }
 
+// Linear and nearest on four-byte pixels take groups of destination pixels whose taps share a
+// window of source bytes: widths through every group count and the groups refused at the end of
+// a row, factors whose groups always, partly or never fit, and the weights that change the
+// arithmetic (one half, and one from a fraction within 1e-12 of a whole pixel).
+TEST(Resize, LinearAndNearestColumnWindows) {
+  std::mt19937 rng(21);
+  for (const Layout& lay : {kLayouts[1], kLayouts[2]}) {
+    for (double f : {1.5, 0.667, 0.55, 0.47, 0.3}) {
+      for (int dw = 1; dw <= 37; ++dw) {
+        const int sw = int(dw / f) + 2;
+        RunCase(lay, {sw, 6, {0, 0, sw, 6}, {0, 0, dw, 7}, f, 1.3, 0.1, 0, dw % 5 == 0}, rng,
+                {1, 2});
+      }
+    }
+    for (double shift : {0.5, 1e-12}) {
+      RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, shift, shift, false}, rng, {2});
+      RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, 0.3, shift, false}, rng, {2});
+    }
+  }
+}
+
+// The 256-bit linear passes against their arithmetic, over the whole range of values and
+// weights: the horizontal pass of one and of two rows (values kLinearBias above the row's), the
+// vertical pass into one row and into two, with the weights where its form changes, counts
+// around each vector step, odd destination addresses, and canaries after the written bytes.
+TEST(Resize, WideLinearPassesMatchTheirArithmetic) {
+  if ((ownWideSupported() & kWideAvx2) == 0) GTEST_SKIP() << "no AVX2";
+  std::mt19937 rng(31);
+  const uint8_t kCanary = 0xA5;
+  for (int32_t count : {1, 4, 15, 16, 17, 31, 32, 33, 47, 63, 64, 65, 131}) {
+    std::vector<uint16_t> upper(count), lower(count);
+    for (int32_t k = 0; k < count; ++k) {
+      // Ends of the range as well as anything between.
+      const uint32_t r = rng();
+      upper[k] = uint16_t((r % 4 == 0 ? 0 : r % 4 == 1 ? 16320 : rng() % 16321) + kLinearBias);
+      lower[k] = uint16_t((r % 3 == 0 ? 16320 : r % 3 == 1 ? 0 : rng() % 16321) + kLinearBias);
+    }
+    for (int32_t w : {0, 1, 4095, 8191, 8192, 8193, 12345, 16383, 16384, int32_t(rng() % 16385)}) {
+      const int32_t w2 = int32_t(rng() % 16385);
+      std::vector<uint8_t> want(count + 2, kCanary), want2 = want, got = want, got2 = want;
+      for (int32_t k = 0; k < count; ++k) {
+        const uint32_t a = upper[k] - kLinearBias, b = lower[k] - kLinearBias;
+        want[1 + k] = uint8_t((a * (16384 - w) + b * w + 0x80000) >> 20);
+        want2[1 + k] = uint8_t((a * (16384 - w2) + b * w2 + 0x80000) >> 20);
+      }
+      y8::avx2::ownpi_SummLinearBiased8pl(got.data() + 1, nullptr, count, w, 0, upper.data(),
+                                          lower.data());
+      EXPECT_EQ(got, want) << "count " << count << " w " << w;
+      got.assign(count + 2, kCanary);
+      y8::avx2::ownpi_SummLinearBiased8pl(got.data() + 1, got2.data() + 1, count, w, w2,
+                                          upper.data(), lower.data());
+      EXPECT_EQ(got, want) << "pair, count " << count << " w " << w;
+      EXPECT_EQ(got2, want2) << "pair, count " << count << " w " << w2;
+    }
+  }
+  // Horizontal: factors whose groups fit their windows or only partly, any pair of bytes, and
+  // a weight of 16384 that ends the windowed groups early.
+  for (double f : {1.9, 1.0, 0.7, 0.52, 0.45}) {
+    for (int32_t width : {3, 4, 5, 9, 16, 31, 64}) {
+      const int32_t sw = int32_t((width + 2) / f) + 2;
+      std::vector<uint8_t> src0(4 * sw), src1(4 * sw);
+      for (auto& b : src0) b = uint8_t(rng());
+      for (auto& b : src1) b = uint8_t(rng());
+      std::vector<int32_t> xIndex(width);
+      std::vector<int16_t> xWeight(2 * width);
+      for (int32_t j = 0; j < width; ++j) {
+        xIndex[j] = 4 * std::min(int32_t((j + 0.5) / f), sw - 2);
+        const int32_t w1 = width == 31 && j == 17 ? 16384 : int32_t(rng() % 16384);
+        xWeight[2 * j] = int16_t(16384 - w1);
+        xWeight[2 * j + 1] = int16_t(w1);
+      }
+      std::vector<uint8_t> windows(2 * width + 8);
+      const int32_t groups =
+          y8::avx2::ownpi_LinearWindows8px4(xIndex.data(), xWeight.data(), width, windows.data());
+      std::vector<uint16_t> want0(4 * width + 3, 0xBEEF), want1 = want0;
+      for (int32_t j = 0; j < width; ++j) {
+        const uint32_t w0 = uint16_t(xWeight[2 * j]), w1 = uint16_t(xWeight[2 * j + 1]);
+        for (int c = 0; c < 4; ++c) {
+          const int32_t at = xIndex[j] + c;
+          want0[4 * j + c] =
+              uint16_t(((w0 * src0[at] + w1 * src0[at + 4] + 128) >> 8) + kLinearBias);
+          want1[4 * j + c] =
+              uint16_t(((w0 * src1[at] + w1 * src1[at + 4] + 128) >> 8) + kLinearBias);
+        }
+      }
+      std::vector<uint16_t> got0(4 * width + 3, 0xBEEF), got1 = got0;
+      y8::avx2::ownpi_CoefLinearRows8px4(src0.data(), nullptr, width, xIndex.data(), xWeight.data(),
+                                         windows.data(), groups, got0.data(), nullptr);
+      EXPECT_EQ(got0, want0) << "f " << f << " width " << width << " groups " << groups;
+      got0.assign(4 * width + 3, 0xBEEF);
+      y8::avx2::ownpi_CoefLinearRows8px4(src0.data(), src1.data(), width, xIndex.data(),
+                                         xWeight.data(), windows.data(), groups, got0.data(),
+                                         got1.data());
+      EXPECT_EQ(got0, want0) << "two rows, f " << f << " width " << width;
+      EXPECT_EQ(got1, want1) << "two rows, f " << f << " width " << width;
+    }
+  }
+}
+
 // The whole surface against guard pages: source, destination and a scratch area of exactly the
 // reported size, each ending at (or, for the source, also starting at) an inaccessible page.
 TEST(Resize, StaysInsideSourceDestinationAndScratch) {
@@ -648,7 +753,11 @@ TEST(Resize, StaysInsideSourceDestinationAndScratch) {
   struct G {
     int sw, sh, dw, dh;
     double f;
-  } const geos[] = {{1, 1, 3, 2, 2.5}, {7, 5, 20, 13, 2.9}, {33, 21, 10, 7, 0.3}};
+  } const geos[] = {{1, 1, 3, 2, 2.5},
+                    {7, 5, 20, 13, 2.9},
+                    {33, 21, 10, 7, 0.3},
+                    {47, 6, 70, 9, 1.5},
+                    {70, 7, 37, 4, 0.53}};
   for (const Layout& lay : kLayouts) {
     for (const G& k : geos) {
       // A flag keeps Lanczos and the cubics on sources too small for them: their taps are
@@ -746,6 +855,21 @@ TEST(Resize, OverlappingDestinationRows) {
                                           {0, 0, dw, dh}, 1.5, 1.6, 0, 0, 1, scratch.data()),
                 StatusOk);
       EXPECT_EQ(got, want) << "step " << dstStep << " row " << RowName(row);
+    }
+    // Linear, whose SIMD rows may write two rows from the same source rows together, gives the
+    // generic row's bytes: the border first, then the interior row after row. The last two
+    // interior rows share their source rows.
+    auto linear = [&](const Row& row, uint8_t* at) {
+      return kLayouts[1].fn[row.index](src.data(), {6, 4}, 24, {0, 0, 6, 4}, at, dstStep,
+                                       {0, 0, dw, 7}, 1.5, 1.75, 0, 0, 2, scratch.data());
+    };
+    std::fill(want.begin(), want.end(), 1);
+    ASSERT_EQ(linear(RunnableRows()[0], modelOrigin), StatusOk);
+    for (const Row& row : RunnableRows()) {
+      if (row.index == 0) continue;
+      std::fill(got.begin(), got.end(), 1);
+      ASSERT_EQ(linear(row, origin), StatusOk);
+      EXPECT_EQ(got, want) << "linear, step " << dstStep << " row " << RowName(row);
     }
   }
 }
