@@ -20,6 +20,9 @@ inline V128 MulHiU(V128 a, V128 b) {
 inline V128 MulHiS(V128 a, V128 b) {
   return _mm_mulhi_epi16(a, b);
 }
+inline V128 MulLo(V128 a, V128 b) {
+  return _mm_mullo_epi16(a, b);
+}
 inline V128 Add(V128 a, V128 b) {
   return _mm_add_epi16(a, b);
 }
@@ -105,6 +108,9 @@ inline V256 MulHiU(V256 a, V256 b) {
 }
 inline V256 MulHiS(V256 a, V256 b) {
   return _mm256_mulhi_epi16(a, b);
+}
+inline V256 MulLo(V256 a, V256 b) {
+  return _mm256_mullo_epi16(a, b);
 }
 inline V256 Add(V256 a, V256 b) {
   return _mm256_add_epi16(a, b);
@@ -195,6 +201,25 @@ inline V256 Splat<V256>(int16_t even, int16_t odd) {
 template <class V>
 V Splat(int16_t v) {
   return Splat<V>(v, v);
+}
+
+// Shifts by a constant as multiplies, bit for bit: a << n is the low half of a 2^n, and a >> n
+// the high half of a 2^(16-n), unsigned or signed. Shifts and byte shuffles share two ports;
+// the multipliers have two of their own, so a conversion bound by the former runs faster so.
+template <int n, class V>
+V SllByMul(V a) {
+  static_assert(n >= 1 && n <= 15);
+  return MulLo(a, Splat<V>(static_cast<int16_t>(1 << n)));
+}
+template <int n, class V>
+V SrlByMul(V a) {
+  static_assert(n >= 1 && n <= 15);
+  return MulHiU(a, Splat<V>(static_cast<int16_t>(static_cast<uint16_t>(1u << (16 - n)))));
+}
+template <int n, class V>
+V SraByMul(V a) {
+  static_assert(n >= 2 && n <= 15);
+  return MulHiS(a, Splat<V>(static_cast<int16_t>(1 << (16 - n))));
 }
 
 }  // namespace nyx::NYX_TAG::lanes
