@@ -150,30 +150,53 @@ inline void Rest(const uint8_t* s, uint8_t* d, int32_t x, int32_t width, uint8_t
 }
 
 #if NYX_LEVEL > NYX_LEVEL_GENERIC
+// A 16-bit lane whose low byte weighs `low` and high byte `high`, for MulBytes.
+constexpr int16_t ByteWeights(int low, int high) {
+  return static_cast<int16_t>(static_cast<uint16_t>((low & 0xFF) | ((high & 0xFF) << 8)));
+}
+
 // The lane form on source words (two bytes a pixel, pairs in adjacent lanes): B, G, R as signed
 // 16-bit lanes, before the cut to bytes. Every partial sum of the form stays within -4500..8600,
-// so its saturating additions never saturate: they are plain additions, and the chroma terms
-// of a pair (with the rounding) may be summed once before luma joins them.
+// so its saturating additions never saturate: they are plain additions, and the rounding may
+// join luma once before the chroma terms of a pair are added.
 template <const ToBgrForm& F, class V>
 inline void Lanes(V w, V& B, V& G, V& R) {
   using namespace lanes;
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+  // Byte extraction and the final shifts go to the multipliers: shifts and shuffles share two
+  // ports, which otherwise bound the whole conversion. x >> n is the high half of x 2^(16-n),
+  // and byte times weight is exact.
+  constexpr int kYLow = F.yFirst ? 1 : 0, kCLow = 1 - kYLow;
+  const auto onY = [](int k) { return Splat<V>(ByteWeights(kYLow * k, (1 - kYLow) * k)); };
+  const auto onChroma = [](int k) { return Splat<V>(ByteWeights(kCLow * k, (1 - kCLow) * k)); };
+  V L = F.lY == 0 ? MulBytes(w, onY(16))
+                  : MulHiS(Sub(Splat<V>(-2048), MulBytes(w, onY(-128))), Splat<V>(F.lY));
+  const V uv = Sub(Splat<V>(-16384), MulBytes(w, onChroma(-128)));
+  // With a rounding of half the step, (x + 8) >> 4 is one rounding multiply by 2^11.
+  constexpr bool kRoundingShift = F.lRound == 8 && F.shift == 4;
+  const auto shift = [](V x) {
+    if constexpr (kRoundingShift) return MulHiRound(x, Splat<V>(2048));
+    return MulHiS(x, Splat<V>(static_cast<int16_t>(1 << (16 - F.shift))));
+  };
+#else
   const V low = And(w, Splat<V>(0xFF)), high = Srl<8>(w);
   const V Y = F.yFirst ? low : high, chroma = F.yFirst ? high : low;
-  const V L = F.lY == 0 ? Sll<4>(Y) : MulHiS(Sll<7>(Sub(Y, Splat<V>(16))), Splat<V>(F.lY));
+  V L = F.lY == 0 ? Sll<4>(Y) : MulHiS(Sll<7>(Sub(Y, Splat<V>(16))), Splat<V>(F.lY));
+  const V uv = Sll<7>(Sub(chroma, Splat<V>(128)));
+  const auto shift = [](V x) { return Sra<F.shift>(x); };
+#endif
+#if NYX_LEVEL < NYX_LEVEL_SSSE3
+  constexpr bool kRoundingShift = false;
+#endif
+  if constexpr (F.lRound != 0 && !kRoundingShift) L = Add(L, Splat<V>(F.lRound));
   // u in the even lane of each pair, v in the odd one; blue's term lands in the even lane and
   // red's in the odd, green's two halves in one lane each.
-  const V uv = Sll<7>(Sub(chroma, Splat<V>(128)));
-  V br = MulHiS(uv, Splat<V>(F.lB, F.lR));
-  if constexpr (F.lRound != 0) br = Add(br, Splat<V>(F.lRound));
+  const V br = MulHiS(uv, Splat<V>(F.lB, F.lR));
   const V gg = MulHiS(uv, Splat<V>(F.lGu, F.lGv));
   const V green = Add(gg, SwapHalves(gg));
-  B = Sra<F.shift>(Add(L, SpreadEven(br)));
-  if constexpr (F.subtractGreen) {
-    G = Sra<F.shift>(Sub(L, green));
-  } else {
-    G = Sra<F.shift>(Add(L, Add(green, Splat<V>(F.lRound))));
-  }
-  R = Sra<F.shift>(Add(L, SpreadOdd(br)));
+  B = shift(Add(L, SpreadEven(br)));
+  G = shift(F.subtractGreen ? Sub(L, green) : Add(L, green));
+  R = shift(Add(L, SpreadOdd(br)));
 }
 
 // B, G, R lanes and alpha into four-byte pixels, saturated to 0..255: lo holds the pixels of
@@ -186,9 +209,56 @@ inline void Interleave(__m128i B, __m128i G, __m128i R, __m128i A, __m128i& lo, 
 }
 
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
-// Four-byte pixels to three: the 12 bytes of each 128-bit half at its bottom.
-inline __m128i DropFourth(__m128i p) {
-  return _mm_shuffle_epi8(p, _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1));
+// Byte selectors that build three-byte pixels from BR = packus(B, R) and GG = packus(G, G): in
+// each 128-bit half the 24 bytes of its eight pixels, the first 16 (`last` false) or the last 8
+// (`last` true: at the bottom of the low half and at the top of the high half, so that two
+// overlapping 16-byte stores lay them down). Bytes not selected are zero.
+struct ByteSelect {
+  alignas(32) int8_t v[32];
+};
+constexpr ByteSelect ThreeBytes(bool green, bool last) {
+  ByteSelect m{};
+  for (int i = 0; i < 32; ++i) {
+    const int half = i / 16, k = i % 16;
+    int j = k;
+    if (last) j = (half == 0 ? k < 8 : k >= 8) ? 16 + k % 8 : -1;
+    const int p = j / 3, c = j % 3;
+    m.v[i] = static_cast<int8_t>(j < 0    ? -1
+                                 : green  ? (c == 1 ? p : -1)
+                                 : c == 0 ? p
+                                 : c == 2 ? 8 + p
+                                          : -1);
+  }
+  return m;
+}
+inline constexpr ByteSelect kFirstBR = ThreeBytes(false, false), kFirstG = ThreeBytes(true, false);
+inline constexpr ByteSelect kLastBR = ThreeBytes(false, true), kLastG = ThreeBytes(true, true);
+
+inline __m128i Select(__m128i a, const ByteSelect& m) {
+  return _mm_shuffle_epi8(a, _mm_load_si128(reinterpret_cast<const __m128i*>(m.v)));
+}
+#if defined(__AVX2__)
+inline __m256i Select(__m256i a, const ByteSelect& m) {
+  return _mm256_shuffle_epi8(a, _mm256_load_si256(reinterpret_cast<const __m256i*>(m.v)));
+}
+#endif
+
+// B, G, R lanes to three-byte pixels: the first 16 and the last 8 bytes of each half's 24.
+template <class V>
+inline void ThreeByte(V B, V G, V R, V& first, V& last) {
+  using lanes::Or;
+  V br, gg;
+  if constexpr (sizeof(V) == 16) {
+    br = _mm_packus_epi16(B, R);
+    gg = _mm_packus_epi16(G, G);
+  } else {
+#if defined(__AVX2__)
+    br = _mm256_packus_epi16(B, R);
+    gg = _mm256_packus_epi16(G, G);
+#endif
+  }
+  first = Or(Select(br, kFirstBR), Select(gg, kFirstG));
+  last = Or(Select(br, kLastBR), Select(gg, kLastG));
 }
 #endif
 
@@ -199,8 +269,8 @@ inline void Step8(const uint8_t* s, uint8_t* d, __m128i alpha) {
                              : _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
   __m128i B, G, R, lo, hi;
   Lanes<F>(w, B, G, R);
-  Interleave(B, G, R, alpha, lo, hi);
   if constexpr (F.channels == 4) {
+    Interleave(B, G, R, alpha, lo, hi);
     if constexpr (kAligned) {
       _mm_store_si128(reinterpret_cast<__m128i*>(d), lo);
       _mm_store_si128(reinterpret_cast<__m128i*>(d + 16), hi);
@@ -210,11 +280,12 @@ inline void Step8(const uint8_t* s, uint8_t* d, __m128i alpha) {
     }
   } else {
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
-    const __m128i a = DropFourth(lo), b = DropFourth(hi);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_or_si128(a, _mm_slli_si128(b, 12)));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), _mm_srli_si128(b, 4));
+    ThreeByte(B, G, R, lo, hi);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), lo);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(d + 16), hi);
 #else
     // Without byte shuffles: drop the fourth bytes on the way out.
+    Interleave(B, G, R, alpha, lo, hi);
     alignas(16) uint8_t t[32];
     _mm_store_si128(reinterpret_cast<__m128i*>(t), lo);
     _mm_store_si128(reinterpret_cast<__m128i*>(t + 16), hi);

@@ -12,29 +12,31 @@ void VectorPart256(const uint8_t* s, uint8_t* d, int32_t pixels, uint8_t alpha) 
   const __m256i a = _mm256_set1_epi16(alpha);
   int32_t x = 0;
   for (; x + 16 <= pixels; x += 16) {
-    // Pixels 0-3, 8-11 | 4-7, 12-15: the interleave below then gives 0-7 and 8-15 in order.
-    const __m256i w = _mm256_permute4x64_epi64(
-        _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * x)), 0xD8);
-    __m256i B, G, R;
-    tobgr::Lanes<F>(w, B, G, R);
-    const __m256i br = _mm256_packus_epi16(B, R), ga = _mm256_packus_epi16(G, a);
-    const __m256i bg = _mm256_unpacklo_epi8(br, ga), ra = _mm256_unpackhi_epi8(br, ga);
-    const __m256i lo = _mm256_unpacklo_epi16(bg, ra), hi = _mm256_unpackhi_epi16(bg, ra);
+    const uint8_t* q = s + 2 * x;
     uint8_t* p = d + x * F.channels;
+    const __m256i whole = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(q));
+    __m256i B, G, R;
     if constexpr (F.channels == 4) {
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), lo);
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 32), hi);
+      // Pixels 0-3, 8-11 | 4-7, 12-15, so that the interleave below gives 0-7 and 8-15 in order:
+      // the middle sixteen bytes loaded into both halves and blended in, which keeps the byte
+      // shuffle ports free (a lane-crossing permute would hold them).
+      const __m256i middle =
+          _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 8)));
+      tobgr::Lanes<F>(_mm256_blend_epi32(whole, middle, 0x3C), B, G, R);
+      const __m256i br = _mm256_packus_epi16(B, R), ga = _mm256_packus_epi16(G, a);
+      const __m256i bg = _mm256_unpacklo_epi8(br, ga), ra = _mm256_unpackhi_epi8(br, ga);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_unpacklo_epi16(bg, ra));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(p + 32), _mm256_unpackhi_epi16(bg, ra));
     } else {
-      const __m256i drop = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
-                                            0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-      // Each half's 12 bytes side by side: pixels 0-7, then 8-15, in the low 24 bytes.
-      const __m256i pack = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7);
-      const __m256i l3 = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(lo, drop), pack);
-      const __m256i h3 = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(hi, drop), pack);
-      // The first store's last 8 bytes are written again by the second.
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), l3);
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 24), _mm256_castsi256_si128(h3));
-      _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 40), _mm256_extracti128_si256(h3, 1));
+      // Pixels 0-7 | 8-15, 24 bytes each. Each half's last 8 bytes are stored first, with 8
+      // bytes of zeros that the stores of the first 16 then cover; all within the 48 bytes.
+      tobgr::Lanes<F>(whole, B, G, R);
+      __m256i first, last;
+      tobgr::ThreeByte(B, G, R, first, last);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16), _mm256_castsi256_si128(last));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 32), _mm256_extracti128_si256(last, 1));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 24), _mm256_extracti128_si256(first, 1));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(first));
     }
   }
   tobgr::VectorPart128<F, false>(s + 2 * x, d + x * F.channels, pixels - x, alpha);

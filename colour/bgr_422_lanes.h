@@ -20,6 +20,9 @@ inline V128 MulHiU(V128 a, V128 b) {
 inline V128 MulHiS(V128 a, V128 b) {
   return _mm_mulhi_epi16(a, b);
 }
+inline V128 MulLo(V128 a, V128 b) {
+  return _mm_mullo_epi16(a, b);
+}
 inline V128 Add(V128 a, V128 b) {
   return _mm_add_epi16(a, b);
 }
@@ -85,6 +88,17 @@ inline V128 SpreadEven(V128 a) {
 inline V128 SpreadOdd(V128 a) {
   return _mm_shufflehi_epi16(_mm_shufflelo_epi16(a, 0xF5), 0xF5);
 }
+#if NYX_LEVEL >= NYX_LEVEL_SSSE3
+// Each 16-bit lane's two unsigned bytes times two signed byte weights, summed (saturating, which
+// the callers' weights never reach).
+inline V128 MulBytes(V128 a, V128 weights) {
+  return _mm_maddubs_epi16(a, weights);
+}
+// (a b + 2^14) >> 15, exactly.
+inline V128 MulHiRound(V128 a, V128 b) {
+  return _mm_mulhrs_epi16(a, b);
+}
+#endif
 
 #if defined(__AVX2__)
 using V256 = __m256i;
@@ -94,6 +108,9 @@ inline V256 MulHiU(V256 a, V256 b) {
 }
 inline V256 MulHiS(V256 a, V256 b) {
   return _mm256_mulhi_epi16(a, b);
+}
+inline V256 MulLo(V256 a, V256 b) {
+  return _mm256_mullo_epi16(a, b);
 }
 inline V256 Add(V256 a, V256 b) {
   return _mm256_add_epi16(a, b);
@@ -145,6 +162,12 @@ inline V256 SwapHalves(V256 a) {
       a, _mm256_setr_epi8(2, 3, 0, 1, 6, 7, 4, 5, 10, 11, 8, 9, 14, 15, 12, 13, 2, 3, 0, 1, 6, 7, 4,
                           5, 10, 11, 8, 9, 14, 15, 12, 13));
 }
+inline V256 MulBytes(V256 a, V256 weights) {
+  return _mm256_maddubs_epi16(a, weights);
+}
+inline V256 MulHiRound(V256 a, V256 b) {
+  return _mm256_mulhrs_epi16(a, b);
+}
 inline V256 EvenOdd(V256 a, V256 b) {
   return _mm256_blend_epi16(b, a, 0x55);
 }
@@ -178,6 +201,25 @@ inline V256 Splat<V256>(int16_t even, int16_t odd) {
 template <class V>
 V Splat(int16_t v) {
   return Splat<V>(v, v);
+}
+
+// Shifts by a constant as multiplies, bit for bit: a << n is the low half of a 2^n, and a >> n
+// the high half of a 2^(16-n), unsigned or signed. Shifts and byte shuffles share two ports;
+// the multipliers have two of their own, so a conversion bound by the former runs faster so.
+template <int n, class V>
+V SllByMul(V a) {
+  static_assert(n >= 1 && n <= 15);
+  return MulLo(a, Splat<V>(static_cast<int16_t>(1 << n)));
+}
+template <int n, class V>
+V SrlByMul(V a) {
+  static_assert(n >= 1 && n <= 15);
+  return MulHiU(a, Splat<V>(static_cast<int16_t>(static_cast<uint16_t>(1u << (16 - n)))));
+}
+template <int n, class V>
+V SraByMul(V a) {
+  static_assert(n >= 2 && n <= 15);
+  return MulHiS(a, Splat<V>(static_cast<int16_t>(1 << (16 - n))));
 }
 
 }  // namespace nyx::NYX_TAG::lanes

@@ -239,25 +239,25 @@ inline V Lanes(V B8, V G8, V R8) {
   V y = MulHiU(R8, Splat<V>(F.lR));
   y = AddSatU(y, MulHiU(G8, Splat<V>(F.lG)));
   y = AddSatU(y, MulHiU(B8, Splat<V>(F.lB)));
-  y = Srl<7>(AddSatU(y, Splat<V>(F.lAdd)));
+  y = SrlByMul<7>(AddSatU(y, Splat<V>(F.lAdd)));
   // Pair sums times 2^scale in both lanes of the pair: the rounding average of c << 8 and its
   // partner is exactly 128 times their sum (the sum is even). Even lanes compute Cb, odd Cr.
-  const auto sum = [](V c8) { return Srl<7 - F.scale>(AvgU(c8, SwapHalves(c8))); };
+  const auto sum = [](V c8) { return SrlByMul<7 - F.scale>(AvgU(c8, SwapHalves(c8))); };
   const V b = sum(B8), g = sum(G8), r = sum(R8);
   V c;
   if constexpr (F.signedChroma) {
     c = MulHiS(r, Splat<V>(F.lCbR, F.lCrR));
     c = Add(c, MulHiS(g, Splat<V>(F.lCbG, F.lCrG)));
     c = Add(c, MulHiS(b, Splat<V>(F.lCbB, F.lCrB)));
-    c = Sra<F.shift>(Add(c, Splat<V>(F.lCAdd)));
+    c = SraByMul<F.shift>(Add(c, Splat<V>(F.lCAdd)));
   } else {
     const V main = MulHiU(EvenOdd(b, r), Splat<V>(F.lCbB, F.lCrR));
     const V other = AddSatU(MulHiU(EvenOdd(r, b), Splat<V>(F.lCbR, F.lCrB)),
                             MulHiU(g, Splat<V>(F.lCbG, F.lCrG)));
-    c = Srl<F.shift>(AddSatS(Sub(main, other), Splat<V>(F.lCAdd)));
+    c = SrlByMul<F.shift>(AddSatS(Sub(main, other), Splat<V>(F.lCAdd)));
   }
   // Chroma and luma merge without saturation; the full-range set then cuts each byte.
-  const V w = F.yFirst ? Or(y, Sll<8>(c)) : Or(c, Sll<8>(y));
+  const V w = F.yFirst ? Or(y, SllByMul<8>(c)) : Or(c, SllByMul<8>(y));
   if constexpr (F.clamp) return MinU8(MaxU8(w, Splat<V>(0x0101)), Splat<V>(0xFEFE));
   return w;
 }
