@@ -291,6 +291,29 @@ const Entry kEntries[] = {
 #undef CV_RESIZE
 #undef YUV_SCALE
 #endif
+#if NYX_HAS_ResizeYUV422_8u_C2R
+// Whole image to a limit of the destination's size; the factors are the ratio of the sizes. No
+// peer resizes packed 4:2:2: libyuv scales a luma plane of the same size, as an indication.
+#define YUV422(sel)                                                                               \
+  ResizeYUV422_8u_C2R(f.src, f.srcRoi, f.srcStep, {0, 0, f.srcRoi.width, f.srcRoi.height}, f.dst, \
+                      f.dstStep, f.dstRoi, double{1.0} * f.dstRoi.width / f.srcRoi.width,         \
+                      double{1.0} * f.dstRoi.height / f.srcRoi.height, sel)
+#define LUMA_SCALE(how)                                                                   \
+  libyuv::ScalePlane(f.src, f.srcStep, f.srcRoi.width, f.srcRoi.height, f.dst, f.dstStep, \
+                     f.dstRoi.width, f.dstRoi.height, how)
+    {"ResizeYUV422_8u_C2R 2 dn", 2, 2, 1, false, false, NYX(YUV422(InterLinear)), nullptr,
+     LIBYUV(LUMA_SCALE(libyuv::kFilterBilinear)), 3, 2, true, 0, 1, nullptr, false},
+    {"ResizeYUV422_8u_C2R 4 dn", 2, 2, 1, false, false, NYX(YUV422(InterCubic)), nullptr,
+     LIBYUV(LUMA_SCALE(libyuv::kFilterBilinear)), 3, 2, true, 0, 1, nullptr, false},
+    {"ResizeYUV422_8u_C2R 8 dn", 2, 2, 1, false, false, NYX(YUV422(InterSuper)), nullptr,
+     LIBYUV(LUMA_SCALE(libyuv::kFilterBox)), 3, 2, true, 0, 1, nullptr, false},
+    {"ResizeYUV422_8u_C2R 2 up", 2, 2, 1, false, false, NYX(YUV422(InterLinear)), nullptr,
+     LIBYUV(LUMA_SCALE(libyuv::kFilterBilinear)), 2, 3, true, 0, 1, nullptr, false},
+    {"ResizeYUV422_8u_C2R 4 up", 2, 2, 1, false, false, NYX(YUV422(InterCubic)), nullptr,
+     LIBYUV(LUMA_SCALE(libyuv::kFilterBilinear)), 2, 3, true, 0, 1, nullptr, false},
+#undef YUV422
+#undef LUMA_SCALE
+#endif
 #if NYX_HAS_CbYCr422ToYCrCb420_8u_C2P3R
     // libyuv averages the chroma of both rows of a pair; nyx keeps the top row's.
     {"CbYCr422ToYCrCb420_8u_C2P3R", 2, 1, 1, false, false,

@@ -137,6 +137,10 @@
      double yShift, int32_t interpolation, uint8_t* pBuffer),                                      \
     (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstRoi, xFactor, yFactor, xShift, yShift,      \
      interpolation, pBuffer))                                                                      \
+  X(ResizeYUV422_8u_C2R,                                                                           \
+    (const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRect srcRoi, uint8_t* pDst,     \
+     int32_t dstStep, ImageSize dstSize, double xFactor, double yFactor, int32_t interpolation),   \
+    (pSrc, srcSize, srcStep, srcRoi, pDst, dstStep, dstSize, xFactor, yFactor, interpolation))     \
   X(CFAToRGB_8u_C1C3R,                                                                             \
     (const uint8_t* pSrc, ImageRect srcRoi, ImageSize srcSize, int32_t srcStep, uint8_t* pDst,     \
      int32_t dstStep, int32_t grid, int32_t interpolation),                                        \

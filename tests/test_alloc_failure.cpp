@@ -72,7 +72,8 @@ TEST(AllocFailure, AllocatingPrimitivesFailCleanly) {
     ScopedRow scoped(row);
     for (const Call& call : Calls()) {
       for (const Extra& extra : call.extras) {
-        if (!extra.allocates) continue;
+        // The scalers' images follow from their factors: their own cases below.
+        if (!extra.allocates || call.sourceSize != nullptr) continue;
         const ImageSize size{37, 5};
         const int32_t srcStep = size.width * call.srcBytes, dstStep = size.width * call.dstBytes;
         std::vector<uint8_t> src(static_cast<size_t>(srcStep) * size.height + 1);
@@ -97,6 +98,39 @@ TEST(AllocFailure, AllocatingPrimitivesFailCleanly) {
             << call.name << " " << extra.label << " row " << row.tag;
         EXPECT_TRUE(call.results > 0 ? result[0] != -7.0f : dst != dstBefore) << call.name;
       }
+    }
+  }
+}
+
+// The packed 4:2:2 scaler takes its tables and row buffers one by one before the first row: each
+// failure gives StatusOutOfMemory, frees what was taken and leaves the destination alone.
+TEST(AllocFailure, Yuv422ResizeFailsCleanlyAtEachAllocation) {
+  std::vector<uint8_t> src(40 * 2 * 12);
+  for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 13 + 5);
+  const std::vector<uint8_t> before(31 * 2 * 9, 0x3C);
+  // Nearest: three tables; linear: six and two rows; cubic: six and four rows; super: one.
+  const struct {
+    int32_t selector;
+    double factor;
+    long allocations;
+  } kinds[] = {
+      {InterNearest, 0.7, 3}, {InterLinear, 0.7, 8}, {InterCubic, 0.7, 10}, {InterSuper, 0.7, 1}};
+  for (const Row& row : RunnableRows()) {
+    ScopedRow scoped(row);
+    for (const auto& kind : kinds) {
+      std::vector<uint8_t> dst = before;
+      const auto run = [&] {
+        const Status status =
+            nyxiResizeYUV422_8u_C2R(src.data(), {40, 12}, 80, {0, 0, 40, 12}, dst.data(), 62,
+                                    {31, 9}, kind.factor, kind.factor, kind.selector);
+        if (status == StatusOutOfMemory) {
+          EXPECT_TRUE(dst == before) << "wrote pixels";
+        }
+        return status;
+      };
+      EXPECT_EQ(ExpectOutOfMemoryAtEachAllocation(run), kind.allocations)
+          << "selector " << kind.selector << " row " << row.tag;
+      EXPECT_TRUE(dst != before);
     }
   }
 }

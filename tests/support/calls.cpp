@@ -365,6 +365,43 @@ using BufSizeFn = Status (*)(ImageRect, ImageRect, int32_t, int32_t, int32_t*);
 #define NYX_CALL_ResizeSqrPixel_8u_C3R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C3R, 3, 3, 0)
 #define NYX_CALL_ResizeSqrPixel_8u_C4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_C4R, 4, 4, 0)
 #define NYX_CALL_ResizeSqrPixel_8u_AC4R NYX_RESIZE_CALL(ResizeSqrPixel_8u_AC4R, 4, 3, 0x8)
+// The packed 4:2:2 scaler: the destination size is a limit, the source image is the region
+// over the factor rounded up to whole pairs, so that the scaled source covers the limit. Every
+// selector allocates its tables.
+[[maybe_unused]] Extra Yuv422(const char* label, int32_t selector, double factor, bool rowsDiffer) {
+  Extra extra = Resized(label, selector, factor, rowsDiffer);
+  extra.minWidth = 2;
+  extra.allocates = true;
+  return extra;
+}
+
+[[maybe_unused]] ImageSize Yuv422Source(const Extra& extra, ImageSize size) {
+  ImageSize source = ResizeSource(extra, size);
+  if (source.width > 0 && source.width < INT32_MAX) source.width += source.width & 1;
+  return source;
+}
+
+[[maybe_unused]] Status ExpectYuv422(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr) return StatusNullPointer;
+  if (a.srcSize.width < 1 || a.srcSize.height < 1) return StatusBadSize;
+  if (a.size.width < 2 || a.size.height < 1 || (a.srcSize.width & 1) != 0) return StatusBadSize;
+  return StatusOk;
+}
+
+[[maybe_unused]] const std::vector<Extra> kYuv422 = {
+    Yuv422("nearest x0.6", 1, 0.6, false),  Yuv422("linear x1.7", 2, 1.7, false),
+    Yuv422("linear x0.45", 2, 0.45, false), Yuv422("cubic x2.3", 4, 2.3, true),
+    Yuv422("cubic x0.7", 4, 0.7, true),     Yuv422("super x0.5", 8, 0.5, false),
+    Yuv422("super x0.4", 8, 0.4, false)};
+
+#define NYX_CALL_ResizeYUV422_8u_C2R                                                      \
+  Call {                                                                                  \
+    "ResizeYUV422_8u_C2R", 2, 2, false, kYuv422,                                          \
+        NYX_RUN(ResizeYUV422_8u_C2R(a.src, a.srcSize, a.srcStep, Whole(a.srcSize), a.dst, \
+                                    a.dstStep, a.size, a.extra.factor, a.extra.factor,    \
+                                    a.extra.selector)),                                   \
+        ExpectYuv422, Yuv422Source                                                        \
+  }
 #define NYX_CALL_ResizeGetBufSize                                                    \
   Call {                                                                             \
     "ResizeGetBufSize", 1, 4, false,                                                 \
