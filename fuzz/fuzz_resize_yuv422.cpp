@@ -11,18 +11,11 @@
 
 #include "nyx.h"
 #include "frame/level.h"
+#include "reader.h"
 
 namespace {
 
-struct Reader {
-  const uint8_t* p;
-  size_t n;
-  uint32_t Next(uint32_t range) {
-    uint32_t v = 0;
-    for (int k = 0; k < 4 && n > 0; ++k, ++p, --n) v = (v << 8) | *p;
-    return range ? v % range : v;
-  }
-};
+using nyx::fuzz::Reader;
 
 [[noreturn]] void Fail(const char* what) {
   std::fprintf(stderr, "fuzz_resize_yuv422: %s\n", what);
