@@ -74,8 +74,12 @@ template <bool kInPlace>
   return StatusOk;
 }
 
+// The overhang is added in 64 bits and held at the largest int: fuzzed sizes reach it.
 [[maybe_unused]] ImageRect RectOf(const Args& a) {
-  return {0, 0, a.size.width + a.extra.overhang, a.size.height + a.extra.overhang};
+  const auto grow = [&](int32_t side) {
+    return static_cast<int32_t>(std::min<int64_t>(int64_t{side} + a.extra.overhang, INT32_MAX));
+  };
+  return {0, 0, grow(a.size.width), grow(a.size.height)};
 }
 
 // The colour conversions check pointers, then the width against the kernel's least width.
