@@ -460,22 +460,6 @@ TEST(WarpClip, SpansHoldThePixelCentresInside) {
   EXPECT_TRUE(Spans(between, r, &y0).empty());
 }
 
-TEST(WarpClip, PolygonInsideKeepsItsOrderAndPassesRotateIt) {
-  WarpVertex poly[kWarpMaxVertices] = {{1, 1}, {5, 1}, {5, 4}, {1, 4}}, scratch[kWarpMaxVertices];
-  int32_t n = 4;
-  mx::ownpi_ClipPolygon(poly, scratch, &n, 0, 0, 9, 9);
-  EXPECT_EQ(n, 4);
-  EXPECT_EQ(poly[0][0], 1);
-  EXPECT_EQ(poly[2][1], 4);
-  // Cut at the top: the edge from the limit outwards adds nothing, a crossing adds its point.
-  WarpVertex tri[kWarpMaxVertices] = {{0, -2}, {4, 2}, {-4, 2}}, out[kWarpMaxVertices];
-  n = 3;
-  mx::ownpi_ClipUpper(tri, out, &n, 0, -2);
-  ASSERT_EQ(n, 4);
-  const double want[4][2] = {{2, 0}, {4, 2}, {-4, 2}, {-2, 0}};
-  for (int i = 0; i < 4; ++i) EXPECT_TRUE(out[i][0] == want[i][0] && out[i][1] == want[i][1]) << i;
-}
-
 TEST(WarpTable, FollowsTheLagrangeRuleAndItsTellingRows) {
   for (const auto* tab : {&m7::ownpi_iCubTab, &u8::ownpi_iCubTab, &y8::ownpi_iCubTab}) {
     int lo = 0, hi = 0;
