@@ -17,6 +17,10 @@
 
 #include "resample/resize.h"
 
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+#include <emmintrin.h>
+#endif
+
 namespace nyx::NYX_TAG {
 
 namespace {
@@ -81,6 +85,9 @@ class Walk {
     return t;
   }
 
+  // What the last element left over: its tail's share, and 1 - r the next element's head.
+  double Remainder() const { return r_; }
+
  private:
   double inv_, c_;
   bool exact_;
@@ -123,6 +130,14 @@ struct Plan {
   int32_t dstWidth, dstHeight;
 };
 
+// One destination pixel's x terms as the walk gives them, kept for every row of the call.
+struct XTerm {
+  double r;        // the walk's remainder after this pixel: its tail's share
+  uint32_t first;  // accumulator column of the first term
+  uint32_t shape;  // whole terms | head << 30 | tail << 31
+};
+constexpr uint32_t kHeadBit = 1u << 30, kTailBit = 1u << 31;
+
 template <bool kExact, int kChannels, int kStride>
 class Decimator {
   using T = typename Sum<kExact>::Type;
@@ -131,11 +146,18 @@ class Decimator {
   Decimator(const Plan& p, T* acc, int64_t capacity) : p_(p), acc_(acc), capacity_(capacity) {}
 
   void Run(uint8_t* dst) {
+    const bool planned = PlanX();
     Walk rows(p_.invY, p_.cy, kExact);
     for (int32_t i = 0; i < p_.dstHeight; ++i) {
       rows_ = rows.Next();
-      from_ = to_ = 0;  // the window is empty until the x walk asks for a column
-      RowX(dst + static_cast<ptrdiff_t>(i) * p_.dstStep);
+      uint8_t* out = dst + static_cast<ptrdiff_t>(i) * p_.dstStep;
+      if (planned) {
+        Fill(0);
+        PlannedRowX(out);
+      } else {
+        from_ = to_ = 0;  // the window is empty until the x walk asks for a column
+        RowX(out);
+      }
     }
   }
 
@@ -183,6 +205,130 @@ class Decimator {
     }
   }
 
+  // The x walk is the same for every row, and its remainders form a chain of dependent
+  // floating-point steps: where one window holds every column and the scratch behind it has room,
+  // walk once and keep each pixel's terms. The terms must be consecutive columns inside the
+  // accumulator for every pixel; a call with fills in a footprint keeps the walk.
+  bool PlanX() {
+    if (p_.used > capacity_) return false;
+    const uintptr_t end = reinterpret_cast<uintptr_t>(acc_ + capacity_ * kChannels);
+    const uintptr_t start =
+        (reinterpret_cast<uintptr_t>(acc_ + p_.used * kChannels) + 7) & ~uintptr_t{7};
+    if (start > end || (end - start) / sizeof(XTerm) < static_cast<uint64_t>(p_.dstWidth)) {
+      return false;
+    }
+    xterms_ = reinterpret_cast<XTerm*>(start);
+    Walk cols(p_.invX, p_.cx, kExact);
+    for (int32_t j = 0; j < p_.dstWidth; ++j) {
+      const Terms t = cols.Next();
+      const bool tail = t.hasTail && t.head + t.hasHead + t.whole < p_.replicated;
+      const int64_t q0 = p_.fx + t.head - p_.c0;
+      const int64_t q1 = q0 + t.hasHead + t.whole + tail - 1;
+      if (q0 < 0 || q1 >= p_.used) return false;
+      xterms_[j] = {
+          cols.Remainder(), static_cast<uint32_t>(q0),
+          static_cast<uint32_t>(t.whole) | (t.hasHead ? kHeadBit : 0u) | (tail ? kTailBit : 0u)};
+    }
+    return true;
+  }
+
+  // One row from the kept terms: the same sums as RowX, term by term.
+  void PlannedRowX(uint8_t* out) {
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+    if constexpr (!kExact) {
+      PlannedRowXLanes(out);
+      return;
+    }
+#endif
+    double head = p_.cx;
+    for (int32_t j = 0; j < p_.dstWidth; ++j, out += kStride) {
+      const XTerm e = xterms_[j];
+      const T* a = acc_ + static_cast<ptrdiff_t>(e.first) * kChannels;
+      T s[kChannels] = {};
+      if (e.shape & kHeadBit) {
+        for (int c = 0; c < kChannels; ++c) s[c] = Part(a[c], head);
+        a += kChannels;
+      }
+      const uint32_t whole = e.shape & (kHeadBit - 1);
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) {
+        for (int c = 0; c < kChannels; ++c) s[c] = s[c] + a[c];
+      }
+      if (e.shape & kTailBit) {
+        for (int c = 0; c < kChannels; ++c) s[c] = s[c] + Part(a[c], e.r);
+      }
+      Store(out, s);
+      head = 1.0 - e.r;
+    }
+  }
+
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+  // The float form with the channels of a pixel in the lanes of one register: each lane takes
+  // exactly the scalar steps (product in double, rounded to float; float sums in term order; the
+  // store in double with its half added, truncated). A three-channel pixel loads and stores its
+  // three values alone, so nothing past the accumulator or the pixel is touched.
+  static __m128 Load(const float* a) {
+    if constexpr (kChannels == 4) {
+      return _mm_loadu_ps(a);
+    } else {
+      double pair;  // the first two values, at the pixel's four-byte alignment
+      __builtin_memcpy(&pair, a, sizeof pair);
+      return _mm_movelh_ps(_mm_castpd_ps(_mm_set_sd(pair)), _mm_load_ss(a + 2));
+    }
+  }
+
+  static __m128 PartLanes(__m128 v, __m128d share) {
+    const __m128 lo = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(v), share));
+    const __m128 hi = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), share));
+    return _mm_movelh_ps(lo, hi);
+  }
+
+  void PlannedRowXLanes(uint8_t* out) const {
+    const __m128d scale = _mm_set1_pd(p_.areaScale), half = _mm_set1_pd(0.5);
+    const __m128d least = _mm_setzero_pd(), most = _mm_set1_pd(255.0);
+    const auto bytes = [&](__m128 v) {
+      __m128d lo = _mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(v), scale), half);
+      __m128d hi = _mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), scale), half);
+      lo = _mm_min_pd(_mm_max_pd(lo, least), most);
+      hi = _mm_min_pd(_mm_max_pd(hi, least), most);
+      const __m128i i = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
+      return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(i, i), i)));
+    };
+    // Locals: the byte stores could otherwise alias the members and reload them every pixel.
+    const XTerm* const terms = xterms_;
+    const float* const acc = acc_;
+    const int32_t width = p_.dstWidth;
+    double head = p_.cx;
+    for (int32_t j = 0; j < width; ++j, out += kStride) {
+      const XTerm e = terms[j];
+      const float* a = acc + static_cast<ptrdiff_t>(e.first) * kChannels;
+      __m128 s = _mm_setzero_ps();
+      if (e.shape & kHeadBit) {
+        s = PartLanes(Load(a), _mm_set1_pd(head));
+        a += kChannels;
+      }
+      const uint32_t whole = e.shape & (kHeadBit - 1);
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) s = _mm_add_ps(s, Load(a));
+      if (e.shape & kTailBit) s = _mm_add_ps(s, PartLanes(Load(a), _mm_set1_pd(e.r)));
+      const uint32_t v = bytes(s);
+      if constexpr (kChannels == 4) {
+        __builtin_memcpy(out, &v, 4);
+      } else {
+        out[0] = static_cast<uint8_t>(v);
+        out[1] = static_cast<uint8_t>(v >> 8);
+        out[2] = static_cast<uint8_t>(v >> 16);
+      }
+      head = 1.0 - e.r;
+    }
+  }
+#endif
+
+  void Store(uint8_t* out, const T* s) const {
+    for (int c = 0; c < kChannels; ++c) {
+      const double v = std::trunc(static_cast<double>(s[c]) * p_.areaScale + 0.5);
+      out[c] = static_cast<uint8_t>(v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v);
+    }
+  }
+
   void RowX(uint8_t* out) {
     Walk cols(p_.invX, p_.cx, kExact);
     for (int32_t j = 0; j < p_.dstWidth; ++j, out += kStride) {
@@ -209,20 +355,20 @@ class Decimator {
         const T* a = at(k);
         for (int c = 0; c < kChannels; ++c) s[c] = s[c] + Part(a[c], t.tailShare);
       }
-      for (int c = 0; c < kChannels; ++c) {
-        const double v = std::trunc(static_cast<double>(s[c]) * p_.areaScale + 0.5);
-        out[c] = static_cast<uint8_t>(v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v);
-      }
+      Store(out, s);
     }
   }
 
-  static T Part(T v, double share) { return static_cast<T>(static_cast<double>(v) * share); }
+  static T Part(T v, double share) {
+    return static_cast<T>(static_cast<double>(v) * share);
+  }
 
   const Plan& p_;
   T* acc_;
   int64_t capacity_;
   Terms rows_{};
   int64_t from_ = 0, to_ = 0;
+  XTerm* xterms_ = nullptr;
 };
 
 // Fills beyond this many pixels on a side are refused: they come only from reductions of a
