@@ -235,10 +235,8 @@ class Decimator {
   // One row from the kept terms: the same sums as RowX, term by term.
   void PlannedRowX(uint8_t* out) {
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
-    if constexpr (!kExact) {
-      PlannedRowXLanes(out);
-      return;
-    }
+    PlannedRowXLanes(out);
+    return;
 #endif
     double head = p_.cx;
     for (int32_t j = 0; j < p_.dstWidth; ++j, out += kStride) {
@@ -262,54 +260,74 @@ class Decimator {
   }
 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
-  // The float form with the channels of a pixel in the lanes of one register: each lane takes
-  // exactly the scalar steps (product in double, rounded to float; float sums in term order; the
-  // store in double with its half added, truncated). A three-channel pixel loads and stores its
+  // A pixel's channels in the lanes of one register, each lane taking exactly the scalar steps:
+  // for the float form the product in double rounded to float and the float sums in term order;
+  // for the exact form 32-bit sums that wrap as the scalar ones do, converted as unsigned. The
+  // store is in double with its half added, truncated. A three-channel pixel loads and stores its
   // three values alone, so nothing past the accumulator or the pixel is touched.
-  static __m128 Load(const float* a) {
+  static __m128i Load(const T* a) {
     if constexpr (kChannels == 4) {
-      return _mm_loadu_ps(a);
+      return _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
     } else {
-      double pair;  // the first two values, at the pixel's four-byte alignment
+      int64_t pair;  // the first two values, at the pixel's four-byte alignment
+      int32_t third;
       __builtin_memcpy(&pair, a, sizeof pair);
-      return _mm_movelh_ps(_mm_castpd_ps(_mm_set_sd(pair)), _mm_load_ss(a + 2));
+      __builtin_memcpy(&third, a + 2, sizeof third);
+      return _mm_unpacklo_epi64(_mm_cvtsi64_si128(pair), _mm_cvtsi32_si128(third));
     }
   }
 
-  static __m128 PartLanes(__m128 v, __m128d share) {
+  static __m128 PartLanes(__m128i bits, __m128d share) {
+    const __m128 v = _mm_castsi128_ps(bits);
     const __m128 lo = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(v), share));
     const __m128 hi = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), share));
     return _mm_movelh_ps(lo, hi);
   }
 
-  void PlannedRowXLanes(uint8_t* out) const {
-    const __m128d scale = _mm_set1_pd(p_.areaScale), half = _mm_set1_pd(0.5);
-    const __m128d least = _mm_setzero_pd(), most = _mm_set1_pd(255.0);
-    const auto bytes = [&](__m128 v) {
-      __m128d lo = _mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(v), scale), half);
-      __m128d hi = _mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), scale), half);
-      lo = _mm_min_pd(_mm_max_pd(lo, least), most);
-      hi = _mm_min_pd(_mm_max_pd(hi, least), most);
-      const __m128i i = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
-      return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(i, i), i)));
-    };
-    // Locals: the byte stores could otherwise alias the members and reload them every pixel.
-    const XTerm* const terms = xterms_;
-    const float* const acc = acc_;
-    const int32_t width = p_.dstWidth;
-    double head = p_.cx;
-    for (int32_t j = 0; j < width; ++j, out += kStride) {
-      const XTerm e = terms[j];
-      const float* a = acc + static_cast<ptrdiff_t>(e.first) * kChannels;
+  // The sum of pixel j's terms from a, its two halves widened to double.
+  void SumLanes(const XTerm& e, const T* a, double head, __m128d& lo, __m128d& hi) const {
+    const uint32_t whole = e.shape & (kHeadBit - 1);
+    if constexpr (kExact) {
+      __m128i s = _mm_setzero_si128();
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) s = _mm_add_epi32(s, Load(a));
+      // Unsigned to double: flip the top bit, convert as signed, add 2^31 back (exactly).
+      const __m128i top = _mm_set1_epi32(INT32_MIN);
+      const __m128d two31 = _mm_set1_pd(2147483648.0);
+      s = _mm_xor_si128(s, top);
+      lo = _mm_add_pd(_mm_cvtepi32_pd(s), two31);
+      hi = _mm_add_pd(_mm_cvtepi32_pd(_mm_srli_si128(s, 8)), two31);
+    } else {
       __m128 s = _mm_setzero_ps();
       if (e.shape & kHeadBit) {
         s = PartLanes(Load(a), _mm_set1_pd(head));
         a += kChannels;
       }
-      const uint32_t whole = e.shape & (kHeadBit - 1);
-      for (uint32_t w = 0; w < whole; ++w, a += kChannels) s = _mm_add_ps(s, Load(a));
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) {
+        s = _mm_add_ps(s, _mm_castsi128_ps(Load(a)));
+      }
       if (e.shape & kTailBit) s = _mm_add_ps(s, PartLanes(Load(a), _mm_set1_pd(e.r)));
-      const uint32_t v = bytes(s);
+      lo = _mm_cvtps_pd(s);
+      hi = _mm_cvtps_pd(_mm_movehl_ps(s, s));
+    }
+  }
+
+  void PlannedRowXLanes(uint8_t* out) const {
+    const __m128d scale = _mm_set1_pd(p_.areaScale), half = _mm_set1_pd(0.5);
+    const __m128d least = _mm_setzero_pd(), most = _mm_set1_pd(255.0);
+    // Locals: the byte stores could otherwise alias the members and reload them every pixel.
+    const XTerm* const terms = xterms_;
+    const T* const acc = acc_;
+    const int32_t width = p_.dstWidth;
+    double head = p_.cx;
+    for (int32_t j = 0; j < width; ++j, out += kStride) {
+      const XTerm e = terms[j];
+      __m128d lo, hi;
+      SumLanes(e, acc + static_cast<ptrdiff_t>(e.first) * kChannels, head, lo, hi);
+      lo = _mm_min_pd(_mm_max_pd(_mm_add_pd(_mm_mul_pd(lo, scale), half), least), most);
+      hi = _mm_min_pd(_mm_max_pd(_mm_add_pd(_mm_mul_pd(hi, scale), half), least), most);
+      const __m128i i = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
+      const auto v =
+          static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(i, i), i)));
       if constexpr (kChannels == 4) {
         __builtin_memcpy(out, &v, 4);
       } else {
