@@ -173,33 +173,44 @@ class Decimator {
   void Fill(int64_t q) {
     from_ = q;
     to_ = q + capacity_ < p_.used ? q + capacity_ : p_.used;
-    const int64_t n = (to_ - from_) * kChannels;
-    for (int64_t e = 0; e < n; ++e) acc_[e] = T(0);
     const Terms& t = rows_;
+    if (!t.hasHead && t.whole <= 0 && !t.hasTail) {  // no term: the sum is zero
+      const int64_t n = (to_ - from_) * kChannels;
+      for (int64_t e = 0; e < n; ++e) acc_[e] = T(0);
+      return;
+    }
     int64_t v = t.head;
-    if (t.hasHead) AddRow(v++, t.headShare, false);
-    for (int64_t k = 0; k < t.whole; ++k) AddRow(v++, 0.0, true);
-    if (t.hasTail) AddRow(v, t.tailShare, false);
+    bool first = true;
+    const auto add = [&](double share, bool whole) {
+      first ? AddRow<true>(v, share, whole) : AddRow<false>(v, share, whole);
+      first = false;
+    };
+    if (t.hasHead) add(t.headShare, false), ++v;
+    for (int64_t k = 0; k < t.whole; ++k) add(0.0, true), ++v;
+    if (t.hasTail) add(t.tailShare, false);
   }
 
   // Whole rows add float(sample) (or the sample), split rows float(sample * share). Samples
-  // are added one by one, so a vectorised loop gives the same sums.
+  // are added one by one, so a vectorised loop gives the same sums. The first row of a sum is
+  // stored: no term is negative, so zero plus the term is the term itself.
+  template <bool kFirst>
   void AddRow(int64_t v, double share, bool whole) {
     const int64_t row = Clamp(p_.fy + v, 0, p_.height - 1);
     const uint8_t* s = p_.src + static_cast<ptrdiff_t>(row) * p_.srcStep +
                        static_cast<ptrdiff_t>(p_.c0 + from_) * kStride;
     T* a = acc_;
     const int64_t n = to_ - from_;
+    const auto put = [](T& at, T term) { at = kFirst ? term : at + term; };
     if constexpr (kStride == kChannels) {
       if (whole) {
-        for (int64_t e = 0; e < n * kChannels; ++e) a[e] = a[e] + Sum<kExact>::Whole(s[e]);
+        for (int64_t e = 0; e < n * kChannels; ++e) put(a[e], Sum<kExact>::Whole(s[e]));
       } else {
-        for (int64_t e = 0; e < n * kChannels; ++e) a[e] = a[e] + Sum<kExact>::Part(s[e], share);
+        for (int64_t e = 0; e < n * kChannels; ++e) put(a[e], Sum<kExact>::Part(s[e], share));
       }
     } else {
       for (int64_t x = 0; x < n; ++x, s += kStride, a += kChannels) {
         for (int c = 0; c < kChannels; ++c) {
-          a[c] = a[c] + (whole ? Sum<kExact>::Whole(s[c]) : Sum<kExact>::Part(s[c], share));
+          put(a[c], whole ? Sum<kExact>::Whole(s[c]) : Sum<kExact>::Part(s[c], share));
         }
       }
     }
