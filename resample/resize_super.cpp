@@ -17,6 +17,10 @@
 
 #include "resample/resize.h"
 
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+#include <emmintrin.h>
+#endif
+
 namespace nyx::NYX_TAG {
 
 namespace {
@@ -81,6 +85,9 @@ class Walk {
     return t;
   }
 
+  // What the last element left over: its tail's share, and 1 - r the next element's head.
+  double Remainder() const { return r_; }
+
  private:
   double inv_, c_;
   bool exact_;
@@ -123,6 +130,14 @@ struct Plan {
   int32_t dstWidth, dstHeight;
 };
 
+// One destination pixel's x terms as the walk gives them, kept for every row of the call.
+struct XTerm {
+  double r;        // the walk's remainder after this pixel: its tail's share
+  uint32_t first;  // accumulator column of the first term
+  uint32_t shape;  // whole terms | head << 30 | tail << 31
+};
+constexpr uint32_t kHeadBit = 1u << 30, kTailBit = 1u << 31;
+
 template <bool kExact, int kChannels, int kStride>
 class Decimator {
   using T = typename Sum<kExact>::Type;
@@ -131,11 +146,18 @@ class Decimator {
   Decimator(const Plan& p, T* acc, int64_t capacity) : p_(p), acc_(acc), capacity_(capacity) {}
 
   void Run(uint8_t* dst) {
+    const bool planned = PlanX();
     Walk rows(p_.invY, p_.cy, kExact);
     for (int32_t i = 0; i < p_.dstHeight; ++i) {
       rows_ = rows.Next();
-      from_ = to_ = 0;  // the window is empty until the x walk asks for a column
-      RowX(dst + static_cast<ptrdiff_t>(i) * p_.dstStep);
+      uint8_t* out = dst + static_cast<ptrdiff_t>(i) * p_.dstStep;
+      if (planned) {
+        Fill(0);
+        PlannedRowX(out);
+      } else {
+        from_ = to_ = 0;  // the window is empty until the x walk asks for a column
+        RowX(out);
+      }
     }
   }
 
@@ -151,35 +173,188 @@ class Decimator {
   void Fill(int64_t q) {
     from_ = q;
     to_ = q + capacity_ < p_.used ? q + capacity_ : p_.used;
-    const int64_t n = (to_ - from_) * kChannels;
-    for (int64_t e = 0; e < n; ++e) acc_[e] = T(0);
     const Terms& t = rows_;
+    if (!t.hasHead && t.whole <= 0 && !t.hasTail) {  // no term: the sum is zero
+      const int64_t n = (to_ - from_) * kChannels;
+      for (int64_t e = 0; e < n; ++e) acc_[e] = T(0);
+      return;
+    }
     int64_t v = t.head;
-    if (t.hasHead) AddRow(v++, t.headShare, false);
-    for (int64_t k = 0; k < t.whole; ++k) AddRow(v++, 0.0, true);
-    if (t.hasTail) AddRow(v, t.tailShare, false);
+    bool first = true;
+    const auto add = [&](double share, bool whole) {
+      first ? AddRow<true>(v, share, whole) : AddRow<false>(v, share, whole);
+      first = false;
+    };
+    if (t.hasHead) add(t.headShare, false), ++v;
+    for (int64_t k = 0; k < t.whole; ++k) add(0.0, true), ++v;
+    if (t.hasTail) add(t.tailShare, false);
   }
 
   // Whole rows add float(sample) (or the sample), split rows float(sample * share). Samples
-  // are added one by one, so a vectorised loop gives the same sums.
+  // are added one by one, so a vectorised loop gives the same sums. The first row of a sum is
+  // stored: no term is negative, so zero plus the term is the term itself.
+  template <bool kFirst>
   void AddRow(int64_t v, double share, bool whole) {
     const int64_t row = Clamp(p_.fy + v, 0, p_.height - 1);
     const uint8_t* s = p_.src + static_cast<ptrdiff_t>(row) * p_.srcStep +
                        static_cast<ptrdiff_t>(p_.c0 + from_) * kStride;
     T* a = acc_;
     const int64_t n = to_ - from_;
+    const auto put = [](T& at, T term) { at = kFirst ? term : at + term; };
     if constexpr (kStride == kChannels) {
       if (whole) {
-        for (int64_t e = 0; e < n * kChannels; ++e) a[e] = a[e] + Sum<kExact>::Whole(s[e]);
+        for (int64_t e = 0; e < n * kChannels; ++e) put(a[e], Sum<kExact>::Whole(s[e]));
       } else {
-        for (int64_t e = 0; e < n * kChannels; ++e) a[e] = a[e] + Sum<kExact>::Part(s[e], share);
+        for (int64_t e = 0; e < n * kChannels; ++e) put(a[e], Sum<kExact>::Part(s[e], share));
       }
     } else {
       for (int64_t x = 0; x < n; ++x, s += kStride, a += kChannels) {
         for (int c = 0; c < kChannels; ++c) {
-          a[c] = a[c] + (whole ? Sum<kExact>::Whole(s[c]) : Sum<kExact>::Part(s[c], share));
+          put(a[c], whole ? Sum<kExact>::Whole(s[c]) : Sum<kExact>::Part(s[c], share));
         }
       }
+    }
+  }
+
+  // The x walk is the same for every row, and its remainders form a chain of dependent
+  // floating-point steps: where one window holds every column and the scratch behind it has room,
+  // walk once and keep each pixel's terms. The terms must be consecutive columns inside the
+  // accumulator for every pixel; a call with fills in a footprint keeps the walk.
+  bool PlanX() {
+    if (p_.used > capacity_) return false;
+    const uintptr_t end = reinterpret_cast<uintptr_t>(acc_ + capacity_ * kChannels);
+    const uintptr_t start =
+        (reinterpret_cast<uintptr_t>(acc_ + p_.used * kChannels) + 7) & ~uintptr_t{7};
+    if (start > end || (end - start) / sizeof(XTerm) < static_cast<uint64_t>(p_.dstWidth)) {
+      return false;
+    }
+    xterms_ = reinterpret_cast<XTerm*>(start);
+    Walk cols(p_.invX, p_.cx, kExact);
+    for (int32_t j = 0; j < p_.dstWidth; ++j) {
+      const Terms t = cols.Next();
+      const bool tail = t.hasTail && t.head + t.hasHead + t.whole < p_.replicated;
+      const int64_t q0 = p_.fx + t.head - p_.c0;
+      const int64_t q1 = q0 + t.hasHead + t.whole + tail - 1;
+      if (q0 < 0 || q1 >= p_.used) return false;
+      xterms_[j] = {
+          cols.Remainder(), static_cast<uint32_t>(q0),
+          static_cast<uint32_t>(t.whole) | (t.hasHead ? kHeadBit : 0u) | (tail ? kTailBit : 0u)};
+    }
+    return true;
+  }
+
+  // One row from the kept terms: the same sums as RowX, term by term.
+  void PlannedRowX(uint8_t* out) {
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+    PlannedRowXLanes(out);
+    return;
+#endif
+    double head = p_.cx;
+    for (int32_t j = 0; j < p_.dstWidth; ++j, out += kStride) {
+      const XTerm e = xterms_[j];
+      const T* a = acc_ + static_cast<ptrdiff_t>(e.first) * kChannels;
+      T s[kChannels] = {};
+      if (e.shape & kHeadBit) {
+        for (int c = 0; c < kChannels; ++c) s[c] = Part(a[c], head);
+        a += kChannels;
+      }
+      const uint32_t whole = e.shape & (kHeadBit - 1);
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) {
+        for (int c = 0; c < kChannels; ++c) s[c] = s[c] + a[c];
+      }
+      if (e.shape & kTailBit) {
+        for (int c = 0; c < kChannels; ++c) s[c] = s[c] + Part(a[c], e.r);
+      }
+      Store(out, s);
+      head = 1.0 - e.r;
+    }
+  }
+
+#if NYX_LEVEL >= NYX_LEVEL_SSE3
+  // A pixel's channels in the lanes of one register, each lane taking exactly the scalar steps:
+  // for the float form the product in double rounded to float and the float sums in term order;
+  // for the exact form 32-bit sums that wrap as the scalar ones do, converted as unsigned. The
+  // store is in double with its half added, truncated. A three-channel pixel loads and stores its
+  // three values alone, so nothing past the accumulator or the pixel is touched.
+  static __m128i Load(const T* a) {
+    if constexpr (kChannels == 4) {
+      return _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+    } else {
+      int64_t pair;  // the first two values, at the pixel's four-byte alignment
+      int32_t third;
+      __builtin_memcpy(&pair, a, sizeof pair);
+      __builtin_memcpy(&third, a + 2, sizeof third);
+      return _mm_unpacklo_epi64(_mm_cvtsi64_si128(pair), _mm_cvtsi32_si128(third));
+    }
+  }
+
+  static __m128 PartLanes(__m128i bits, __m128d share) {
+    const __m128 v = _mm_castsi128_ps(bits);
+    const __m128 lo = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(v), share));
+    const __m128 hi = _mm_cvtpd_ps(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(v, v)), share));
+    return _mm_movelh_ps(lo, hi);
+  }
+
+  // The sum of pixel j's terms from a, its two halves widened to double.
+  void SumLanes(const XTerm& e, const T* a, double head, __m128d& lo, __m128d& hi) const {
+    const uint32_t whole = e.shape & (kHeadBit - 1);
+    if constexpr (kExact) {
+      __m128i s = _mm_setzero_si128();
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) s = _mm_add_epi32(s, Load(a));
+      // Unsigned to double: flip the top bit, convert as signed, add 2^31 back (exactly).
+      const __m128i top = _mm_set1_epi32(INT32_MIN);
+      const __m128d two31 = _mm_set1_pd(2147483648.0);
+      s = _mm_xor_si128(s, top);
+      lo = _mm_add_pd(_mm_cvtepi32_pd(s), two31);
+      hi = _mm_add_pd(_mm_cvtepi32_pd(_mm_srli_si128(s, 8)), two31);
+    } else {
+      __m128 s = _mm_setzero_ps();
+      if (e.shape & kHeadBit) {
+        s = PartLanes(Load(a), _mm_set1_pd(head));
+        a += kChannels;
+      }
+      for (uint32_t w = 0; w < whole; ++w, a += kChannels) {
+        s = _mm_add_ps(s, _mm_castsi128_ps(Load(a)));
+      }
+      if (e.shape & kTailBit) s = _mm_add_ps(s, PartLanes(Load(a), _mm_set1_pd(e.r)));
+      lo = _mm_cvtps_pd(s);
+      hi = _mm_cvtps_pd(_mm_movehl_ps(s, s));
+    }
+  }
+
+  void PlannedRowXLanes(uint8_t* out) const {
+    const __m128d scale = _mm_set1_pd(p_.areaScale), half = _mm_set1_pd(0.5);
+    const __m128d least = _mm_setzero_pd(), most = _mm_set1_pd(255.0);
+    // Locals: the byte stores could otherwise alias the members and reload them every pixel.
+    const XTerm* const terms = xterms_;
+    const T* const acc = acc_;
+    const int32_t width = p_.dstWidth;
+    double head = p_.cx;
+    for (int32_t j = 0; j < width; ++j, out += kStride) {
+      const XTerm e = terms[j];
+      __m128d lo, hi;
+      SumLanes(e, acc + static_cast<ptrdiff_t>(e.first) * kChannels, head, lo, hi);
+      lo = _mm_min_pd(_mm_max_pd(_mm_add_pd(_mm_mul_pd(lo, scale), half), least), most);
+      hi = _mm_min_pd(_mm_max_pd(_mm_add_pd(_mm_mul_pd(hi, scale), half), least), most);
+      const __m128i i = _mm_unpacklo_epi64(_mm_cvttpd_epi32(lo), _mm_cvttpd_epi32(hi));
+      const auto v =
+          static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(i, i), i)));
+      if constexpr (kChannels == 4) {
+        __builtin_memcpy(out, &v, 4);
+      } else {
+        out[0] = static_cast<uint8_t>(v);
+        out[1] = static_cast<uint8_t>(v >> 8);
+        out[2] = static_cast<uint8_t>(v >> 16);
+      }
+      head = 1.0 - e.r;
+    }
+  }
+#endif
+
+  void Store(uint8_t* out, const T* s) const {
+    for (int c = 0; c < kChannels; ++c) {
+      const double v = std::trunc(static_cast<double>(s[c]) * p_.areaScale + 0.5);
+      out[c] = static_cast<uint8_t>(v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v);
     }
   }
 
@@ -209,20 +384,20 @@ class Decimator {
         const T* a = at(k);
         for (int c = 0; c < kChannels; ++c) s[c] = s[c] + Part(a[c], t.tailShare);
       }
-      for (int c = 0; c < kChannels; ++c) {
-        const double v = std::trunc(static_cast<double>(s[c]) * p_.areaScale + 0.5);
-        out[c] = static_cast<uint8_t>(v < 0.0 ? 0.0 : v > 255.0 ? 255.0 : v);
-      }
+      Store(out, s);
     }
   }
 
-  static T Part(T v, double share) { return static_cast<T>(static_cast<double>(v) * share); }
+  static T Part(T v, double share) {
+    return static_cast<T>(static_cast<double>(v) * share);
+  }
 
   const Plan& p_;
   T* acc_;
   int64_t capacity_;
   Terms rows_{};
   int64_t from_ = 0, to_ = 0;
+  XTerm* xterms_ = nullptr;
 };
 
 // Fills beyond this many pixels on a side are refused: they come only from reductions of a
