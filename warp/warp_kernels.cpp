@@ -261,15 +261,17 @@ inline int32_t WeightPair(int32_t w) {
   return static_cast<int32_t>((static_cast<uint32_t>(w) << 16) | static_cast<uint32_t>(16384 - w));
 }
 
-// Four channels of one pixel: two 14-bit passes, the second nearly truncating (33, not a half).
-// kx and ky hold (16384 - w, w) in each 32-bit lane.
-inline void LinearPixel4(const uint8_t* p0, int32_t srcStep, uint8_t* d, __m128i kx, __m128i ky) {
+// One pixel of kCh channels: two 14-bit passes, the second nearly truncating (33, not a half).
+// kx and ky hold (16384 - w, w) in each 32-bit lane. Reads 8 bytes of each of the two rows: a
+// three-channel caller makes sure they lie inside the image.
+template <int kCh>
+inline void LinearPixel(const uint8_t* p0, int32_t srcStep, uint8_t* d, __m128i kx, __m128i ky) {
   const __m128i zero = _mm_setzero_si128();
   // Bytes of the pixel and its right neighbour, channel by channel side by side, as 16 bits.
   const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p0));
   const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p0 + srcStep));
-  const __m128i pa = _mm_unpacklo_epi8(_mm_unpacklo_epi8(a, _mm_srli_si128(a, 4)), zero);
-  const __m128i pb = _mm_unpacklo_epi8(_mm_unpacklo_epi8(b, _mm_srli_si128(b, 4)), zero);
+  const __m128i pa = _mm_unpacklo_epi8(_mm_unpacklo_epi8(a, _mm_srli_si128(a, kCh)), zero);
+  const __m128i pb = _mm_unpacklo_epi8(_mm_unpacklo_epi8(b, _mm_srli_si128(b, kCh)), zero);
   const __m128i h0 = _mm_srai_epi32(_mm_madd_epi16(pa, kx), 8);
   const __m128i h1 = _mm_srai_epi32(_mm_madd_epi16(pb, kx), 8);
   const __m128i h = _mm_packs_epi32(h0, h1);
@@ -279,45 +281,52 @@ inline void LinearPixel4(const uint8_t* p0, int32_t srcStep, uint8_t* d, __m128i
                      20);
   const __m128i out = _mm_packus_epi16(_mm_packs_epi32(v, v), zero);
   const uint32_t word = static_cast<uint32_t>(_mm_cvtsi128_si32(out));
-  __builtin_memcpy(d, &word, 4);
+  __builtin_memcpy(d, &word, kCh);
+}
+
+// The end of the source image: a wide load of a three-channel pixel near it falls back to bytes.
+inline uintptr_t ImageEnd(const uint8_t* src, int32_t srcStep, int32_t maxX, int32_t maxY,
+                          int32_t channels) {
+  return reinterpret_cast<uintptr_t>(src) + static_cast<uintptr_t>(int64_t{maxY} * srcStep) +
+         static_cast<uintptr_t>((int64_t{maxX} + 1) * channels);
 }
 
 template <int kCh>
 void VectorLinear(const uint8_t* src, int32_t srcStep, uint8_t* d, const float* xs, const float* ys,
                   int32_t n, int32_t maxX, int32_t maxY) {
+  const uintptr_t end = ImageEnd(src, srcStep, maxX, maxY, kCh);
+  const auto pixel = [&](int32_t ix, int32_t iy, int32_t pairX, int32_t pairY, uint8_t* out) {
+    const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kCh;
+    if (kCh == 4 || reinterpret_cast<uintptr_t>(p0) + static_cast<uintptr_t>(srcStep) + 8 <= end) {
+      LinearPixel<kCh>(p0, srcStep, out, _mm_set1_epi32(pairX), _mm_set1_epi32(pairY));
+      return;
+    }
+    const int32_t wx = pairX >> 16, wy = pairY >> 16;
+    const uint8_t* p1 = p0 + srcStep;
+    for (int c = 0; c < kCh; ++c) {
+      const int32_t h0 = (p0[c] * (16384 - wx) + p0[kCh + c] * wx) >> 8;
+      const int32_t h1 = (p1[c] * (16384 - wx) + p1[kCh + c] * wx) >> 8;
+      out[c] = Saturate((h0 * (16384 - wy) + h1 * wy + 33) >> 20);
+    }
+  };
   int32_t k = 0;
-  if constexpr (kCh == 4) {
-    alignas(16) int32_t bx[4], by[4], px[4], py[4];
-    for (; k + 4 <= n; k += 4) {
-      if (k + kPrefetchAhead + 4 <= n) {
-        for (int j = 0; j < 4; ++j) {
-          const int32_t a = k + kPrefetchAhead + j;
-          PrefetchPixel(src, srcStep, xs[a], ys[a], 4, true);
-        }
-      }
-      LinearAxis4(xs + k, maxX, bx, px);
-      LinearAxis4(ys + k, maxY, by, py);
-      for (int j = 0; j < 4; ++j, d += 4) {
-        LinearPixel4(src + int64_t{by[j]} * srcStep + int64_t{bx[j]} * 4, srcStep, d,
-                     _mm_set1_epi32(px[j]), _mm_set1_epi32(py[j]));
+  alignas(16) int32_t bx[4], by[4], px[4], py[4];
+  for (; k + 4 <= n; k += 4) {
+    if (k + kPrefetchAhead + 4 <= n) {
+      for (int j = 0; j < 4; ++j) {
+        const int32_t a = k + kPrefetchAhead + j;
+        PrefetchPixel(src, srcStep, xs[a], ys[a], kCh, true);
       }
     }
+    LinearAxis4(xs + k, maxX, bx, px);
+    LinearAxis4(ys + k, maxY, by, py);
+    for (int j = 0; j < 4; ++j, d += kCh) pixel(bx[j], by[j], px[j], py[j], d);
   }
   for (; k < n; ++k, d += kCh) {
     int32_t ix, iy, wx, wy;
     LinearAxis(xs[k], maxX, &ix, &wx);
     LinearAxis(ys[k], maxY, &iy, &wy);
-    const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kCh;
-    if constexpr (kCh == 4) {
-      LinearPixel4(p0, srcStep, d, _mm_set1_epi32(WeightPair(wx)), _mm_set1_epi32(WeightPair(wy)));
-    } else {
-      const uint8_t* p1 = p0 + srcStep;
-      for (int c = 0; c < kCh; ++c) {
-        const int32_t h0 = (p0[c] * (16384 - wx) + p0[kCh + c] * wx) >> 8;
-        const int32_t h1 = (p1[c] * (16384 - wx) + p1[kCh + c] * wx) >> 8;
-        d[c] = Saturate((h0 * (16384 - wy) + h1 * wy + 33) >> 20);
-      }
-    }
+    pixel(ix, iy, WeightPair(wx), WeightPair(wy), d);
   }
 }
 
@@ -329,10 +338,12 @@ inline int32_t TableOrigin(float v, int32_t max) {
   return i;
 }
 
-// Four channels of one pixel of the table cubic: per block row the four taps in 16-bit pairs,
-// shifted by 8 and cut to 16 bits, then the column of four rows with the true half.
-inline void CubicPixel4(const uint8_t* p, int32_t srcStep, uint8_t* d, const int32_t* wx,
-                        const int32_t* wy) {
+// One pixel of kCh channels of the table cubic: per block row the four taps in 16-bit pairs,
+// shifted by 8 and cut to 16 bits, then the column of four rows with the true half. Reads 16
+// bytes of each block row: a three-channel caller makes sure they lie inside the image.
+template <int kCh>
+inline void CubicPixel(const uint8_t* p, int32_t srcStep, uint8_t* d, const int32_t* wx,
+                       const int32_t* wy) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i k01 = _mm_set1_epi32(static_cast<int32_t>((static_cast<uint32_t>(wx[1]) << 16) |
                                                           (static_cast<uint32_t>(wx[0]) & 0xFFFF)));
@@ -341,9 +352,9 @@ inline void CubicPixel4(const uint8_t* p, int32_t srcStep, uint8_t* d, const int
   __m128i r[4];
   for (int j = 0; j < 4; ++j) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + int64_t{j} * srcStep));
-    const __m128i q01 = _mm_unpacklo_epi8(_mm_unpacklo_epi8(v, _mm_srli_si128(v, 4)), zero);
-    const __m128i q23 =
-        _mm_unpacklo_epi8(_mm_unpacklo_epi8(_mm_srli_si128(v, 8), _mm_srli_si128(v, 12)), zero);
+    const __m128i q01 = _mm_unpacklo_epi8(_mm_unpacklo_epi8(v, _mm_srli_si128(v, kCh)), zero);
+    const __m128i q23 = _mm_unpacklo_epi8(
+        _mm_unpacklo_epi8(_mm_srli_si128(v, 2 * kCh), _mm_srli_si128(v, 3 * kCh)), zero);
     r[j] = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(q01, k01), _mm_madd_epi16(q23, k23)), 8);
   }
   // Low 16 bits of each row sum, rows 0 and 1 then 2 and 3 side by side per channel.
@@ -358,7 +369,7 @@ inline void CubicPixel4(const uint8_t* p, int32_t srcStep, uint8_t* d, const int
   const __m128i v = _mm_srai_epi32(_mm_add_epi32(sum, _mm_set1_epi32(524288)), 20);
   const __m128i out = _mm_packus_epi16(_mm_packs_epi32(v, v), zero);
   const uint32_t word = static_cast<uint32_t>(_mm_cvtsi128_si32(out));
-  __builtin_memcpy(d, &word, 4);
+  __builtin_memcpy(d, &word, kCh);
 }
 
 // Positions further than a pixel outside the image are skipped and keep what the destination
@@ -370,6 +381,7 @@ void VectorClipCubic(const uint8_t* src, int32_t srcStep, uint8_t* d, const floa
                      int32_t highY, int32_t maxX, int32_t maxY) {
   const float lx = static_cast<float>(lowX), ly = static_cast<float>(lowY);
   const float hx = static_cast<float>(highX), hy = static_cast<float>(highY);
+  const uintptr_t end = ImageEnd(src, srcStep, maxX, maxY, kCh);
   for (int32_t k = 0; k < n; ++k, d += kCh) {
     if (k + kPrefetchAhead < n) {
       const float ax = xs[k + kPrefetchAhead] - 1.0f, ay = ys[k + kPrefetchAhead] - 1.0f;
@@ -387,8 +399,9 @@ void VectorClipCubic(const uint8_t* src, int32_t srcStep, uint8_t* d, const floa
     const int32_t wx[4] = {static_cast<int16_t>(ex), ex >> 16, fx >> 16, static_cast<int16_t>(fx)};
     const int32_t wy[4] = {static_cast<int16_t>(ey), ey >> 16, fy >> 16, static_cast<int16_t>(fy)};
     const uint8_t* p = src + int64_t{by} * srcStep + int64_t{bx} * kCh;
-    if constexpr (kCh == 4) {
-      CubicPixel4(p, srcStep, d, wx, wy);
+    if (kCh == 4 ||
+        reinterpret_cast<uintptr_t>(p) + static_cast<uintptr_t>(int64_t{srcStep} * 3) + 16 <= end) {
+      CubicPixel<kCh>(p, srcStep, d, wx, wy);
     } else {
       for (int c = 0; c < kCh; ++c) {
         int32_t sum = 0;
