@@ -79,20 +79,21 @@ NYX_IN_EVERY_LEVEL(
     void ownpi_SmoothPel(void* dst, int32_t dstStep, int32_t format, int32_t wx, int32_t wy,
                          int32_t rx, int32_t ry, double weightWritten, double weightRead);
 
-    // The row kernels; members the exported functions never reach are empty.
-    extern const WarpRowFn ownpi_WarpPerspectiveFunc[kWarpKernelCount];
-    void ownpi_WarpPerspective_NN_8_C3(const void*, void*, int32_t, int32_t, int32_t, int32_t,
-                                       const int32_t*, const double*, void*, int32_t, int32_t);
-    void ownpi_WarpPerspective_L_8u_C3(const void*, void*, int32_t, int32_t, int32_t, int32_t,
-                                       const int32_t*, const double*, void*, int32_t, int32_t);
-    void ownpi_WarpPerspective_C_8u_C3(const void*, void*, int32_t, int32_t, int32_t, int32_t,
-                                       const int32_t*, const double*, void*, int32_t, int32_t);
-    void ownpi_WarpPerspective_NN_8_C4(const void*, void*, int32_t, int32_t, int32_t, int32_t,
-                                       const int32_t*, const double*, void*, int32_t, int32_t);
-    void ownpi_WarpPerspective_L_8u_C4(const void*, void*, int32_t, int32_t, int32_t, int32_t,
-                                       const int32_t*, const double*, void*, int32_t, int32_t);
-    void ownpi_WarpPerspective_C_8u_C4(const void*, void*, int32_t, int32_t, int32_t, int32_t,
-                                       const int32_t*, const double*, void*, int32_t, int32_t);)
+    // The row kernel table: the 8-bit interleaved members are filled, the others are empty.
+    extern const WarpRowFn ownpi_WarpPerspectiveFunc[kWarpKernelCount];)
+
+// Row kernels of the 8-bit interleaved layouts; only C3 and C4 are reached by an exported
+// function.
+#define NYX_WARP_ROW_KERNEL(name)                                                                \
+  void name(const void* src, void* dst, int32_t srcStep, int32_t dstStep, int32_t yFirst,        \
+            int32_t yLast, const int32_t* spans, const double* back, void* buffer, int32_t maxX, \
+            int32_t maxY);
+#define NYX_WARP_ROW_KERNELS(tag)                       \
+  NYX_WARP_ROW_KERNEL(ownpi_WarpPerspective_NN_8_##tag) \
+  NYX_WARP_ROW_KERNEL(ownpi_WarpPerspective_L_8u_##tag) \
+  NYX_WARP_ROW_KERNEL(ownpi_WarpPerspective_C_8u_##tag)
+NYX_IN_EVERY_LEVEL(NYX_WARP_ROW_KERNELS(C1) NYX_WARP_ROW_KERNELS(C3) NYX_WARP_ROW_KERNELS(AC4)
+                       NYX_WARP_ROW_KERNELS(C4))
 
 // The generic build's cubic point.
 namespace nyx::mx {
@@ -104,27 +105,22 @@ NYX_IN_SIMD_LEVELS(
     // One division for two pixels; 32-bit float coordinates, the y array at float index n.
     void ownpi_WarpPC(float* buffer, int32_t n, double w, double dw, double x, double dx, double y,
                       double dy);
-    // Nearest takes maxX and maxY as well, only to keep a degenerate transform inside the image.
-    void ownpi_dInterVector_NN_8_C3(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                    const float* xs, const float* ys, int32_t n, int32_t maxX,
-                                    int32_t maxY);
-    void ownpi_dInterVector_NN_8_C4(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                    const float* xs, const float* ys, int32_t n, int32_t maxX,
-                                    int32_t maxY);
-    void ownpi_dInterVector_L_8u_C3(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                    const float* xs, const float* ys, int32_t n, int32_t maxX,
-                                    int32_t maxY);
-    void ownpi_dInterVector_L_8u_C4(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                    const float* xs, const float* ys, int32_t n, int32_t maxX,
-                                    int32_t maxY);
-    void ownpi_dInterVectorClip_C_8u_C3(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                        const float* xs, const float* ys, int32_t n, int32_t lowX,
-                                        int32_t lowY, int32_t highX, int32_t highY, int32_t maxX,
-                                        int32_t maxY);
-    void ownpi_dInterVectorClip_C_8u_C4(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                        const float* xs, const float* ys, int32_t n, int32_t lowX,
-                                        int32_t lowY, int32_t highX, int32_t highY, int32_t maxX,
-                                        int32_t maxY);
     extern const WarpCubTab ownpi_iCubTab;)
+
+// The processor levels' pixel kernels of a span, per layout. Nearest takes maxX and maxY as
+// well, only to keep a degenerate transform's positions inside the image.
+#define NYX_WARP_VECTOR_KERNELS(tag)                                                               \
+  void ownpi_dInterVector_NN_8_##tag(const uint8_t* src, int32_t srcStep, uint8_t* dst,            \
+                                     const float* xs, const float* ys, int32_t n, int32_t maxX,    \
+                                     int32_t maxY);                                                \
+  void ownpi_dInterVector_L_8u_##tag(const uint8_t* src, int32_t srcStep, uint8_t* dst,            \
+                                     const float* xs, const float* ys, int32_t n, int32_t maxX,    \
+                                     int32_t maxY);                                                \
+  void ownpi_dInterVectorClip_C_8u_##tag(const uint8_t* src, int32_t srcStep, uint8_t* dst,        \
+                                         const float* xs, const float* ys, int32_t n,              \
+                                         int32_t lowX, int32_t lowY, int32_t highX, int32_t highY, \
+                                         int32_t maxX, int32_t maxY);
+NYX_IN_SIMD_LEVELS(NYX_WARP_VECTOR_KERNELS(C1) NYX_WARP_VECTOR_KERNELS(C3)
+                       NYX_WARP_VECTOR_KERNELS(AC4) NYX_WARP_VECTOR_KERNELS(C4))
 
 #endif  // NYX_WARP_WARP_H

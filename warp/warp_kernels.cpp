@@ -28,18 +28,18 @@ namespace {
 // Nearest: the pixel whose centre is nearest, halves rounding up. The span lies inside the
 // image of the source rectangle, so no bound is part of the arithmetic; the clamp only keeps a
 // degenerate transform's rounding from reading outside the image.
-template <int kCh>
+template <int kStride, int kCh>
 void SampleNearest(const uint8_t* src, int32_t srcStep, uint8_t* d, double x, double y,
                    int32_t maxX, int32_t maxY) {
   const int32_t ix = WarpClamp(WarpTrunc(x + 0.5), 0, maxX);
   const int32_t iy = WarpClamp(WarpTrunc(y + 0.5), 0, maxY);
-  const uint8_t* s = src + int64_t{iy} * srcStep + int64_t{ix} * kCh;
+  const uint8_t* s = src + int64_t{iy} * srcStep + int64_t{ix} * kStride;
   for (int c = 0; c < kCh; ++c) d[c] = s[c];
 }
 
 // Linear: on and past the last column or row the pixel before is the base with weight 1 on the
 // last one, so no border is needed.
-template <int kCh>
+template <int kStride, int kCh>
 void SampleLinear(const uint8_t* src, int32_t srcStep, uint8_t* d, double x, double y, int32_t maxX,
                   int32_t maxY) {
   int32_t ix = WarpTrunc(x + 1e-7), iy = WarpTrunc(y + 1e-7);
@@ -58,11 +58,11 @@ void SampleLinear(const uint8_t* src, int32_t srcStep, uint8_t* d, double x, dou
     iy = iy < 0 ? 0 : iy;
     fy = y - iy;
   }
-  const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kCh;
+  const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kStride;
   const uint8_t* p1 = p0 + srcStep;
   for (int c = 0; c < kCh; ++c) {
-    const double top = p0[c] + (p0[kCh + c] - p0[c]) * fx;
-    const double bottom = p1[c] + (p1[kCh + c] - p1[c]) * fx;
+    const double top = p0[c] + (p0[kStride + c] - p0[c]) * fx;
+    const double bottom = p1[c] + (p1[kStride + c] - p1[c]) * fx;
     d[c] = static_cast<uint8_t>(WarpTrunc((bottom - top) * fy + 0.5 + top));
   }
 }
@@ -75,14 +75,14 @@ int32_t CubicOrigin(int32_t i, int32_t max) {
   return i - 1;
 }
 
-template <int kCh>
+template <int kStride, int kCh>
 void SampleCubic(const uint8_t* src, int32_t srcStep, uint8_t* d, double x, double y, int32_t maxX,
                  int32_t maxY) {
   const int32_t bx = CubicOrigin(WarpTrunc(x + 1e-7), maxX);
   const int32_t by = CubicOrigin(WarpTrunc(y + 1e-7), maxY);
   const float fx = static_cast<float>(x - 1.0 - bx), fy = static_cast<float>(y - 1.0 - by);
-  ownpi_dInterPoint_C_Pixel_8u(src + int64_t{by} * srcStep + int64_t{bx} * kCh, srcStep, kCh, d,
-                               kCh, fx, fy);
+  ownpi_dInterPoint_C_Pixel_8u(src + int64_t{by} * srcStep + int64_t{bx} * kStride, srcStep,
+                               kStride, d, kCh, fx, fy);
 }
 
 // The four Lagrange weights at nodes -1, 0, 1, 2 in doubles, except the square of w1's second
@@ -96,7 +96,7 @@ void CubicWeights(float f, double* w) {
   w[3] = (t * t * t) / 6.0 - t / 6.0;
 }
 
-template <int kCh, int kSel>
+template <int kStride, int kCh, int kSel>
 void WarpRows(const void* srcV, void* dstV, int32_t srcStep, int32_t dstStep, int32_t yFirst,
               int32_t yLast, const int32_t* spans, const double* a, void* buffer, int32_t maxX,
               int32_t maxY) {
@@ -120,21 +120,24 @@ void WarpRows(const void* srcV, void* dstV, int32_t srcStep, int32_t dstStep, in
         Y += a[3];
         W += a[6];
       }
-      uint8_t* d = row + int64_t{x0} * kCh;
-      for (int64_t k = 0; k < n; ++k, d += kCh) {
+      uint8_t* d = row + int64_t{x0} * kStride;
+      for (int64_t k = 0; k < n; ++k, d += kStride) {
         // The span crosses source rows at a slant: the lines of pixels further along are
         // fetched ahead. A prefetch never faults; the address is formed as an integer.
         if (k + kAhead < n) {
           const uintptr_t at =
               reinterpret_cast<uintptr_t>(src) +
               static_cast<uintptr_t>(int64_t{WarpTrunc(ys[k + kAhead])} * srcStep) +
-              static_cast<uintptr_t>(int64_t{WarpTrunc(xs[k + kAhead])} * kCh);
+              static_cast<uintptr_t>(int64_t{WarpTrunc(xs[k + kAhead])} * kStride);
           __builtin_prefetch(reinterpret_cast<const void*>(at));
           if constexpr (kSel != 0) __builtin_prefetch(reinterpret_cast<const void*>(at + srcStep));
         }
-        if constexpr (kSel == 0) SampleNearest<kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
-        if constexpr (kSel == 1) SampleLinear<kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
-        if constexpr (kSel == 2) SampleCubic<kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
+        if constexpr (kSel == 0)
+          SampleNearest<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
+        if constexpr (kSel == 1)
+          SampleLinear<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
+        if constexpr (kSel == 2)
+          SampleCubic<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
       }
     }
     rx += a[1];
@@ -197,11 +200,11 @@ inline void PrefetchPixel(const uint8_t* src, int32_t srcStep, float x, float y,
 
 // No bound is part of the arithmetic; the clamp only keeps a degenerate transform's positions
 // inside the image.
-template <int kCh>
+template <int kStride, int kCh>
 void VectorNearest(const uint8_t* src, int32_t srcStep, uint8_t* d, const float* xs,
                    const float* ys, int32_t n, int32_t maxX, int32_t maxY) {
   int32_t k = 0;
-  if constexpr (kCh == 4) {
+  if constexpr (kStride == 4 && kCh == 4) {
     const __m128i zero = _mm_setzero_si128(), mx = _mm_set1_epi32(maxX), my = _mm_set1_epi32(maxY);
     alignas(16) int32_t ix[4], iy[4];
     for (; k + 4 <= n; k += 4, d += 16) {
@@ -221,10 +224,10 @@ void VectorNearest(const uint8_t* src, int32_t srcStep, uint8_t* d, const float*
       __builtin_memcpy(d, px, 16);
     }
   }
-  for (; k < n; ++k, d += kCh) {
+  for (; k < n; ++k, d += kStride) {
     const int32_t ix = WarpClamp(RoundToInt(xs[k]), 0, maxX);
     const int32_t iy = WarpClamp(RoundToInt(ys[k]), 0, maxY);
-    const uint8_t* s = src + int64_t{iy} * srcStep + int64_t{ix} * kCh;
+    const uint8_t* s = src + int64_t{iy} * srcStep + int64_t{ix} * kStride;
     for (int c = 0; c < kCh; ++c) d[c] = s[c];
   }
 }
@@ -264,14 +267,14 @@ inline int32_t WeightPair(int32_t w) {
 // One pixel of kCh channels: two 14-bit passes, the second nearly truncating (33, not a half).
 // kx and ky hold (16384 - w, w) in each 32-bit lane. Reads 8 bytes of each of the two rows: a
 // three-channel caller makes sure they lie inside the image.
-template <int kCh>
+template <int kStride, int kCh>
 inline void LinearPixel(const uint8_t* p0, int32_t srcStep, uint8_t* d, __m128i kx, __m128i ky) {
   const __m128i zero = _mm_setzero_si128();
   // Bytes of the pixel and its right neighbour, channel by channel side by side, as 16 bits.
   const __m128i a = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p0));
   const __m128i b = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p0 + srcStep));
-  const __m128i pa = _mm_unpacklo_epi8(_mm_unpacklo_epi8(a, _mm_srli_si128(a, kCh)), zero);
-  const __m128i pb = _mm_unpacklo_epi8(_mm_unpacklo_epi8(b, _mm_srli_si128(b, kCh)), zero);
+  const __m128i pa = _mm_unpacklo_epi8(_mm_unpacklo_epi8(a, _mm_srli_si128(a, kStride)), zero);
+  const __m128i pb = _mm_unpacklo_epi8(_mm_unpacklo_epi8(b, _mm_srli_si128(b, kStride)), zero);
   const __m128i h0 = _mm_srai_epi32(_mm_madd_epi16(pa, kx), 8);
   const __m128i h1 = _mm_srai_epi32(_mm_madd_epi16(pb, kx), 8);
   const __m128i h = _mm_packs_epi32(h0, h1);
@@ -291,21 +294,22 @@ inline uintptr_t ImageEnd(const uint8_t* src, int32_t srcStep, int32_t maxX, int
          static_cast<uintptr_t>((int64_t{maxX} + 1) * channels);
 }
 
-template <int kCh>
+template <int kStride, int kCh>
 void VectorLinear(const uint8_t* src, int32_t srcStep, uint8_t* d, const float* xs, const float* ys,
                   int32_t n, int32_t maxX, int32_t maxY) {
-  const uintptr_t end = ImageEnd(src, srcStep, maxX, maxY, kCh);
+  const uintptr_t end = ImageEnd(src, srcStep, maxX, maxY, kStride);
   const auto pixel = [&](int32_t ix, int32_t iy, int32_t pairX, int32_t pairY, uint8_t* out) {
-    const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kCh;
-    if (kCh == 4 || reinterpret_cast<uintptr_t>(p0) + static_cast<uintptr_t>(srcStep) + 8 <= end) {
-      LinearPixel<kCh>(p0, srcStep, out, _mm_set1_epi32(pairX), _mm_set1_epi32(pairY));
+    const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kStride;
+    if (kStride == 4 ||
+        reinterpret_cast<uintptr_t>(p0) + static_cast<uintptr_t>(srcStep) + 8 <= end) {
+      LinearPixel<kStride, kCh>(p0, srcStep, out, _mm_set1_epi32(pairX), _mm_set1_epi32(pairY));
       return;
     }
     const int32_t wx = pairX >> 16, wy = pairY >> 16;
     const uint8_t* p1 = p0 + srcStep;
     for (int c = 0; c < kCh; ++c) {
-      const int32_t h0 = (p0[c] * (16384 - wx) + p0[kCh + c] * wx) >> 8;
-      const int32_t h1 = (p1[c] * (16384 - wx) + p1[kCh + c] * wx) >> 8;
+      const int32_t h0 = (p0[c] * (16384 - wx) + p0[kStride + c] * wx) >> 8;
+      const int32_t h1 = (p1[c] * (16384 - wx) + p1[kStride + c] * wx) >> 8;
       out[c] = Saturate((h0 * (16384 - wy) + h1 * wy + 33) >> 20);
     }
   };
@@ -315,14 +319,14 @@ void VectorLinear(const uint8_t* src, int32_t srcStep, uint8_t* d, const float* 
     if (k + kPrefetchAhead + 4 <= n) {
       for (int j = 0; j < 4; ++j) {
         const int32_t a = k + kPrefetchAhead + j;
-        PrefetchPixel(src, srcStep, xs[a], ys[a], kCh, true);
+        PrefetchPixel(src, srcStep, xs[a], ys[a], kStride, true);
       }
     }
     LinearAxis4(xs + k, maxX, bx, px);
     LinearAxis4(ys + k, maxY, by, py);
-    for (int j = 0; j < 4; ++j, d += kCh) pixel(bx[j], by[j], px[j], py[j], d);
+    for (int j = 0; j < 4; ++j, d += kStride) pixel(bx[j], by[j], px[j], py[j], d);
   }
-  for (; k < n; ++k, d += kCh) {
+  for (; k < n; ++k, d += kStride) {
     int32_t ix, iy, wx, wy;
     LinearAxis(xs[k], maxX, &ix, &wx);
     LinearAxis(ys[k], maxY, &iy, &wy);
@@ -341,7 +345,7 @@ inline int32_t TableOrigin(float v, int32_t max) {
 // One pixel of kCh channels of the table cubic: per block row the four taps in 16-bit pairs,
 // shifted by 8 and cut to 16 bits, then the column of four rows with the true half. Reads 16
 // bytes of each block row: a three-channel caller makes sure they lie inside the image.
-template <int kCh>
+template <int kStride, int kCh>
 inline void CubicPixel(const uint8_t* p, int32_t srcStep, uint8_t* d, const int32_t* wx,
                        const int32_t* wy) {
   const __m128i zero = _mm_setzero_si128();
@@ -352,9 +356,9 @@ inline void CubicPixel(const uint8_t* p, int32_t srcStep, uint8_t* d, const int3
   __m128i r[4];
   for (int j = 0; j < 4; ++j) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + int64_t{j} * srcStep));
-    const __m128i q01 = _mm_unpacklo_epi8(_mm_unpacklo_epi8(v, _mm_srli_si128(v, kCh)), zero);
+    const __m128i q01 = _mm_unpacklo_epi8(_mm_unpacklo_epi8(v, _mm_srli_si128(v, kStride)), zero);
     const __m128i q23 = _mm_unpacklo_epi8(
-        _mm_unpacklo_epi8(_mm_srli_si128(v, 2 * kCh), _mm_srli_si128(v, 3 * kCh)), zero);
+        _mm_unpacklo_epi8(_mm_srli_si128(v, 2 * kStride), _mm_srli_si128(v, 3 * kStride)), zero);
     r[j] = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(q01, k01), _mm_madd_epi16(q23, k23)), 8);
   }
   // Low 16 bits of each row sum, rows 0 and 1 then 2 and 3 side by side per channel.
@@ -375,18 +379,18 @@ inline void CubicPixel(const uint8_t* p, int32_t srcStep, uint8_t* d, const int3
 // Positions further than a pixel outside the image are skipped and keep what the destination
 // held; the block and table index are kept inside the image and the table for positions that a
 // degenerate transform pushes past it.
-template <int kCh>
+template <int kStride, int kCh>
 void VectorClipCubic(const uint8_t* src, int32_t srcStep, uint8_t* d, const float* xs,
                      const float* ys, int32_t n, int32_t lowX, int32_t lowY, int32_t highX,
                      int32_t highY, int32_t maxX, int32_t maxY) {
   const float lx = static_cast<float>(lowX), ly = static_cast<float>(lowY);
   const float hx = static_cast<float>(highX), hy = static_cast<float>(highY);
-  const uintptr_t end = ImageEnd(src, srcStep, maxX, maxY, kCh);
-  for (int32_t k = 0; k < n; ++k, d += kCh) {
+  const uintptr_t end = ImageEnd(src, srcStep, maxX, maxY, kStride);
+  for (int32_t k = 0; k < n; ++k, d += kStride) {
     if (k + kPrefetchAhead < n) {
       const float ax = xs[k + kPrefetchAhead] - 1.0f, ay = ys[k + kPrefetchAhead] - 1.0f;
-      PrefetchPixel(src, srcStep, ax, ay, kCh, true);
-      PrefetchPixel(src, srcStep, ax, ay + 2.0f, kCh, true);
+      PrefetchPixel(src, srcStep, ax, ay, kStride, true);
+      PrefetchPixel(src, srcStep, ax, ay + 2.0f, kStride, true);
     }
     const float x = xs[k], y = ys[k];
     if (x < lx || y < ly || hx < x || hy < y) continue;
@@ -398,17 +402,19 @@ void VectorClipCubic(const uint8_t* src, int32_t srcStep, uint8_t* d, const floa
     const int32_t ey = ownpi_iCubTab.v[ty], fy = ownpi_iCubTab.v[1536 - ty];
     const int32_t wx[4] = {static_cast<int16_t>(ex), ex >> 16, fx >> 16, static_cast<int16_t>(fx)};
     const int32_t wy[4] = {static_cast<int16_t>(ey), ey >> 16, fy >> 16, static_cast<int16_t>(fy)};
-    const uint8_t* p = src + int64_t{by} * srcStep + int64_t{bx} * kCh;
-    if (kCh == 4 ||
+    const uint8_t* p = src + int64_t{by} * srcStep + int64_t{bx} * kStride;
+    if (kStride == 4 ||
         reinterpret_cast<uintptr_t>(p) + static_cast<uintptr_t>(int64_t{srcStep} * 3) + 16 <= end) {
-      CubicPixel<kCh>(p, srcStep, d, wx, wy);
+      CubicPixel<kStride, kCh>(p, srcStep, d, wx, wy);
     } else {
       for (int c = 0; c < kCh; ++c) {
         int32_t sum = 0;
         for (int j = 0; j < 4; ++j) {
           const uint8_t* q = p + int64_t{j} * srcStep + c;
-          const int32_t r = static_cast<int16_t>(
-              (q[0] * wx[0] + q[kCh] * wx[1] + q[2 * kCh] * wx[2] + q[3 * kCh] * wx[3]) >> 8);
+          const int32_t r =
+              static_cast<int16_t>((q[0] * wx[0] + q[kStride] * wx[1] + q[2 * kStride] * wx[2] +
+                                    q[3 * kStride] * wx[3]) >>
+                                   8);
           sum += r * wy[j];
         }
         d[c] = Saturate((sum + 524288) >> 20);
@@ -417,7 +423,12 @@ void VectorClipCubic(const uint8_t* src, int32_t srcStep, uint8_t* d, const floa
   }
 }
 
-template <int kCh, int kSel>
+using VectorFn = void (*)(const uint8_t*, int32_t, uint8_t*, const float*, const float*, int32_t,
+                          int32_t, int32_t);
+using VectorClipFn = void (*)(const uint8_t*, int32_t, uint8_t*, const float*, const float*,
+                              int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t);
+
+template <int kStride, int kCh, int kSel>
 void WarpRows(const void* srcV, void* dstV, int32_t srcStep, int32_t dstStep, int32_t yFirst,
               int32_t yLast, const int32_t* spans, const double* a, void* buffer, int32_t maxX,
               int32_t maxY) {
@@ -432,19 +443,25 @@ void WarpRows(const void* srcV, void* dstV, int32_t srcStep, int32_t dstStep, in
     if (n64 >= 1) {
       const int32_t n = static_cast<int32_t>(n64);
       ownpi_WarpPC(xs, n, a[6] * x0 + rw, a[6], a[0] * x0 + rx, a[0], a[3] * x0 + ry, a[3]);
-      uint8_t* d = row + int64_t{x0} * kCh;
+      uint8_t* d = row + int64_t{x0} * kStride;
       const float* ys = xs + n;
+      // The named vector kernels of the layout; each is the template below for its layout.
+      constexpr int kLayout = kStride == 1 ? 0 : kStride == 3 ? 1 : kCh == 3 ? 2 : 3;
       if constexpr (kSel == 0) {
-        (kCh == 3 ? ownpi_dInterVector_NN_8_C3 : ownpi_dInterVector_NN_8_C4)(src, srcStep, d, xs,
-                                                                             ys, n, maxX, maxY);
+        constexpr VectorFn kNearest[4] = {ownpi_dInterVector_NN_8_C1, ownpi_dInterVector_NN_8_C3,
+                                          ownpi_dInterVector_NN_8_AC4, ownpi_dInterVector_NN_8_C4};
+        kNearest[kLayout](src, srcStep, d, xs, ys, n, maxX, maxY);
       } else if constexpr (kSel == 1) {
-        (kCh == 3 ? ownpi_dInterVector_L_8u_C3 : ownpi_dInterVector_L_8u_C4)(src, srcStep, d, xs,
-                                                                             ys, n, maxX, maxY);
+        constexpr VectorFn kLinear[4] = {ownpi_dInterVector_L_8u_C1, ownpi_dInterVector_L_8u_C3,
+                                         ownpi_dInterVector_L_8u_AC4, ownpi_dInterVector_L_8u_C4};
+        kLinear[kLayout](src, srcStep, d, xs, ys, n, maxX, maxY);
       } else {
         // No plain cubic exists here: the clip form lets through everything within one pixel
         // around the image.
-        (kCh == 3 ? ownpi_dInterVectorClip_C_8u_C3 : ownpi_dInterVectorClip_C_8u_C4)(
-            src, srcStep, d, xs, ys, n, -1, -1, maxX + 1, maxY + 1, maxX, maxY);
+        constexpr VectorClipFn kCubic[4] = {
+            ownpi_dInterVectorClip_C_8u_C1, ownpi_dInterVectorClip_C_8u_C3,
+            ownpi_dInterVectorClip_C_8u_AC4, ownpi_dInterVectorClip_C_8u_C4};
+        kCubic[kLayout](src, srcStep, d, xs, ys, n, -1, -1, maxX + 1, maxY + 1, maxX, maxY);
       }
     }
     rx += a[1];
@@ -561,69 +578,69 @@ void ownpi_WarpPC(float* buffer, int32_t n, double w, double dw, double x, doubl
   }
 }
 
-void ownpi_dInterVector_NN_8_C3(const uint8_t* src, int32_t srcStep, uint8_t* dst, const float* xs,
-                                const float* ys, int32_t n, int32_t maxX, int32_t maxY) {
-  VectorNearest<3>(src, srcStep, dst, xs, ys, n, maxX, maxY);
-}
-void ownpi_dInterVector_NN_8_C4(const uint8_t* src, int32_t srcStep, uint8_t* dst, const float* xs,
-                                const float* ys, int32_t n, int32_t maxX, int32_t maxY) {
-  VectorNearest<4>(src, srcStep, dst, xs, ys, n, maxX, maxY);
-}
-void ownpi_dInterVector_L_8u_C3(const uint8_t* src, int32_t srcStep, uint8_t* dst, const float* xs,
-                                const float* ys, int32_t n, int32_t maxX, int32_t maxY) {
-  VectorLinear<3>(src, srcStep, dst, xs, ys, n, maxX, maxY);
-}
-void ownpi_dInterVector_L_8u_C4(const uint8_t* src, int32_t srcStep, uint8_t* dst, const float* xs,
-                                const float* ys, int32_t n, int32_t maxX, int32_t maxY) {
-  VectorLinear<4>(src, srcStep, dst, xs, ys, n, maxX, maxY);
-}
-void ownpi_dInterVectorClip_C_8u_C3(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                    const float* xs, const float* ys, int32_t n, int32_t lowX,
-                                    int32_t lowY, int32_t highX, int32_t highY, int32_t maxX,
-                                    int32_t maxY) {
-  VectorClipCubic<3>(src, srcStep, dst, xs, ys, n, lowX, lowY, highX, highY, maxX, maxY);
-}
-void ownpi_dInterVectorClip_C_8u_C4(const uint8_t* src, int32_t srcStep, uint8_t* dst,
-                                    const float* xs, const float* ys, int32_t n, int32_t lowX,
-                                    int32_t lowY, int32_t highX, int32_t highY, int32_t maxX,
-                                    int32_t maxY) {
-  VectorClipCubic<4>(src, srcStep, dst, xs, ys, n, lowX, lowY, highX, highY, maxX, maxY);
-}
+#define NYX_WARP_VECTORS(tag, stride, ch)                                                          \
+  void ownpi_dInterVector_NN_8_##tag(const uint8_t* src, int32_t srcStep, uint8_t* dst,            \
+                                     const float* xs, const float* ys, int32_t n, int32_t maxX,    \
+                                     int32_t maxY) {                                               \
+    VectorNearest<stride, ch>(src, srcStep, dst, xs, ys, n, maxX, maxY);                           \
+  }                                                                                                \
+  void ownpi_dInterVector_L_8u_##tag(const uint8_t* src, int32_t srcStep, uint8_t* dst,            \
+                                     const float* xs, const float* ys, int32_t n, int32_t maxX,    \
+                                     int32_t maxY) {                                               \
+    VectorLinear<stride, ch>(src, srcStep, dst, xs, ys, n, maxX, maxY);                            \
+  }                                                                                                \
+  void ownpi_dInterVectorClip_C_8u_##tag(const uint8_t* src, int32_t srcStep, uint8_t* dst,        \
+                                         const float* xs, const float* ys, int32_t n,              \
+                                         int32_t lowX, int32_t lowY, int32_t highX, int32_t highY, \
+                                         int32_t maxX, int32_t maxY) {                             \
+    VectorClipCubic<stride, ch>(src, srcStep, dst, xs, ys, n, lowX, lowY, highX, highY, maxX,      \
+                                maxY);                                                             \
+  }
+NYX_WARP_VECTORS(C1, 1, 1)
+NYX_WARP_VECTORS(C3, 3, 3)
+NYX_WARP_VECTORS(AC4, 4, 3)
+NYX_WARP_VECTORS(C4, 4, 4)
+#undef NYX_WARP_VECTORS
 
 #endif
 
-#define NYX_WARP_ROWS(name, ch, sel)                                                              \
-  void name(const void* s, void* d, int32_t ss, int32_t ds, int32_t y0, int32_t y1,               \
-            const int32_t* spans, const double* back, void* buffer, int32_t maxX, int32_t maxY) { \
-    WarpRows<ch, sel>(s, d, ss, ds, y0, y1, spans, back, buffer, maxX, maxY);                     \
+#define NYX_WARP_ROWS(tag, stride, ch)                                                  \
+  void ownpi_WarpPerspective_NN_8_##tag(                                                \
+      const void* s, void* d, int32_t ss, int32_t ds, int32_t y0, int32_t y1,           \
+      const int32_t* spans, const double* back, void* buffer, int32_t mx, int32_t my) { \
+    WarpRows<stride, ch, 0>(s, d, ss, ds, y0, y1, spans, back, buffer, mx, my);         \
+  }                                                                                     \
+  void ownpi_WarpPerspective_L_8u_##tag(                                                \
+      const void* s, void* d, int32_t ss, int32_t ds, int32_t y0, int32_t y1,           \
+      const int32_t* spans, const double* back, void* buffer, int32_t mx, int32_t my) { \
+    WarpRows<stride, ch, 1>(s, d, ss, ds, y0, y1, spans, back, buffer, mx, my);         \
+  }                                                                                     \
+  void ownpi_WarpPerspective_C_8u_##tag(                                                \
+      const void* s, void* d, int32_t ss, int32_t ds, int32_t y0, int32_t y1,           \
+      const int32_t* spans, const double* back, void* buffer, int32_t mx, int32_t my) { \
+    WarpRows<stride, ch, 2>(s, d, ss, ds, y0, y1, spans, back, buffer, mx, my);         \
   }
-NYX_WARP_ROWS(ownpi_WarpPerspective_NN_8_C3, 3, 0)
-NYX_WARP_ROWS(ownpi_WarpPerspective_L_8u_C3, 3, 1)
-NYX_WARP_ROWS(ownpi_WarpPerspective_C_8u_C3, 3, 2)
-NYX_WARP_ROWS(ownpi_WarpPerspective_NN_8_C4, 4, 0)
-NYX_WARP_ROWS(ownpi_WarpPerspective_L_8u_C4, 4, 1)
-NYX_WARP_ROWS(ownpi_WarpPerspective_C_8u_C4, 4, 2)
+NYX_WARP_ROWS(C1, 1, 1)
+NYX_WARP_ROWS(C3, 3, 3)
+NYX_WARP_ROWS(AC4, 4, 3)
+NYX_WARP_ROWS(C4, 4, 4)
 #undef NYX_WARP_ROWS
 
-// Rows by (layout + 6 * sample type) * 3 + interpolation; only the 8-bit C3 and C4 members are
-// reached by an exported function, and only they are filled.
+// Rows by (layout + 6 * sample type) * 3 + interpolation. The 8-bit interleaved members are
+// filled; the planar layouts and the 16-bit and float samples are reached by nothing and empty.
+#define NYX_WARP_ROW_ENTRIES(tag)                                     \
+  ownpi_WarpPerspective_NN_8_##tag, ownpi_WarpPerspective_L_8u_##tag, \
+      ownpi_WarpPerspective_C_8u_##tag
 const WarpRowFn ownpi_WarpPerspectiveFunc[kWarpKernelCount] = {
+    NYX_WARP_ROW_ENTRIES(C1),
+    NYX_WARP_ROW_ENTRIES(C3),
+    NYX_WARP_ROW_ENTRIES(AC4),
     nullptr,
     nullptr,
-    nullptr,  // 8u C1
-    ownpi_WarpPerspective_NN_8_C3,
-    ownpi_WarpPerspective_L_8u_C3,
-    ownpi_WarpPerspective_C_8u_C3,
-    nullptr,
-    nullptr,
-    nullptr,  // 8u AC4
-    nullptr,
-    nullptr,
-    nullptr,  // 8u P3
-    ownpi_WarpPerspective_NN_8_C4,
-    ownpi_WarpPerspective_L_8u_C4,
-    ownpi_WarpPerspective_C_8u_C4,
-    // 8u P4, then the 32f and 16u rows: empty.
+    nullptr,  // P3
+    NYX_WARP_ROW_ENTRIES(C4),
+    // P4, then the float and 16-bit rows: empty.
 };
+#undef NYX_WARP_ROW_ENTRIES
 
 }  // namespace nyx::NYX_TAG
