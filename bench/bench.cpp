@@ -137,6 +137,28 @@ ImageRect WholeOf(ImageSize size) {
 }
 #endif
 
+#if NYX_HAS_WarpPerspective_8u_C4R
+struct WarpMatrix {
+  double c[9];
+};
+// A mild perspective fitted to the source: the top edge shrinks towards the right, the image
+// leans a little, and the corners stay inside a destination of the same size.
+WarpMatrix WarpMild(ImageSize s) {
+  const double w = s.width, h = s.height;
+  return {{0.92, 0.04, 0.02 * w, -0.03, 0.9, 0.05 * h, 0.06 / w, 0.02 / h, 1}};
+}
+// Its inverse, the map from destination to source, divided by its last coefficient.
+WarpMatrix WarpMildInverse(ImageSize s) {
+  const double* c = WarpMild(s).c;
+  double a[9] = {c[4] * c[8] - c[7] * c[5], c[7] * c[2] - c[1] * c[8], c[1] * c[5] - c[4] * c[2],
+                 c[6] * c[5] - c[3] * c[8], c[0] * c[8] - c[6] * c[2], c[3] * c[2] - c[0] * c[5],
+                 c[3] * c[7] - c[6] * c[4], c[6] * c[1] - c[0] * c[7], c[0] * c[4] - c[3] * c[1]};
+  WarpMatrix m;
+  for (int k = 0; k < 9; ++k) m.c[k] = a[k] / a[8];
+  return m;
+}
+#endif
+
 const Entry kEntries[] = {
 #if NYX_HAS_SwapChannels_8u_C3R
     {"SwapChannels_8u_C3R 210", 3, 3, 1, false, false,
@@ -290,6 +312,26 @@ const Entry kEntries[] = {
 #undef RESIZE
 #undef CV_RESIZE
 #undef YUV_SCALE
+#endif
+#if NYX_HAS_WarpPerspective_8u_C4R
+// Whole image into a quadrangle that covers most of the destination: a mild perspective. OpenCV
+// gets the backward map (the coefficients' inverse) with WARP_INVERSE_MAP and leaves the pixels
+// outside the quadrangle alone, as nyx does.
+#define WARP(sel)                                                                             \
+  WarpPerspective_8u_C4R(f.src, f.srcRoi, f.srcStep, {0, 0, f.srcRoi.width, f.srcRoi.height}, \
+                         f.dst, f.dstStep, {0, 0, f.dstRoi.width, f.dstRoi.height},           \
+                         WarpMild(f.srcRoi).c, sel)
+#define CV_WARP(how)                                                                          \
+  cv::warpPerspective(f.srcMat, f.dstMat, cv::Mat(3, 3, CV_64F, WarpMildInverse(f.srcRoi).c), \
+                      f.dstMat.size(), how | cv::WARP_INVERSE_MAP, cv::BORDER_TRANSPARENT)
+    {"WarpPerspective_8u_C4R 1", 4, 4, 1, false, false, NYX(WARP(InterNearest)),
+     OPENCV(CV_WARP(cv::INTER_NEAREST)), nullptr, 0, 0, true},
+    {"WarpPerspective_8u_C4R 2", 4, 4, 1, false, false, NYX(WARP(InterLinear)),
+     OPENCV(CV_WARP(cv::INTER_LINEAR)), nullptr, 0, 0, true},
+    {"WarpPerspective_8u_C4R 4", 4, 4, 1, false, false, NYX(WARP(InterCubic)),
+     OPENCV(CV_WARP(cv::INTER_CUBIC)), nullptr, 0, 0, true},
+#undef WARP
+#undef CV_WARP
 #endif
 #if NYX_HAS_ResizeYUV422_8u_C2R
 // Whole image to a limit of the destination's size; the factors are the ratio of the sizes. No

@@ -165,6 +165,14 @@
     (pDst, dstStep, roiSize))                                                                      \
   X(ImageRamp_8u_AC4R,                                                                             \
     (uint8_t * pDst, int32_t dstStep, ImageSize roiSize, float offset, float slope, int32_t axis), \
-    (pDst, dstStep, roiSize, offset, slope, axis))
+    (pDst, dstStep, roiSize, offset, slope, axis))                                                 \
+  X(WarpPerspective_8u_C3R,                                                                        \
+    (const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRect srcRect, uint8_t* pDst,    \
+     int32_t dstStep, ImageRect dstRect, const double* coeffs, int32_t interpolation),             \
+    (pSrc, srcSize, srcStep, srcRect, pDst, dstStep, dstRect, coeffs, interpolation))              \
+  X(WarpPerspective_8u_C4R,                                                                        \
+    (const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, ImageRect srcRect, uint8_t* pDst,    \
+     int32_t dstStep, ImageRect dstRect, const double* coeffs, int32_t interpolation),             \
+    (pSrc, srcSize, srcStep, srcRect, pDst, dstStep, dstRect, coeffs, interpolation))
 
 #endif /* NYX_FUNCTIONS_H */

@@ -135,5 +135,33 @@ TEST(AllocFailure, Yuv422ResizeFailsCleanlyAtEachAllocation) {
   }
 }
 
+// The warp takes its span table, then its coordinate buffer. A failed span table is reported as
+// if nothing of the quadrangle were left; a failed coordinate buffer gives StatusOutOfMemory
+// after the span table was freed. Neither writes a pixel or leaks.
+TEST(AllocFailure, WarpFailsCleanlyAtEachAllocation) {
+  std::vector<uint8_t> src(20 * 4 * 15);
+  for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 29 + 3);
+  const std::vector<uint8_t> before(23 * 4 * 17, 0x5A);
+  const double coeffs[9] = {0.9, 0.1, 2, -0.05, 1.1, 1, 0.004, -0.003, 1};
+  for (const Row& row : RunnableRows()) {
+    ScopedRow scoped(row);
+    for (int32_t selector :
+         {int32_t{InterNearest}, int32_t{InterLinear}, InterCubic | EdgeSmooth}) {
+      for (const Status failure : {StatusQuadOutside, StatusOutOfMemory, StatusOk}) {
+        std::vector<uint8_t> dst = before;
+        const long failAt = failure == StatusQuadOutside ? 1 : failure == StatusOutOfMemory ? 2 : 0;
+        FailingMalloc failing(failAt);
+        EXPECT_EQ(nyxiWarpPerspective_8u_C4R(src.data(), {20, 15}, 80, {0, 0, 20, 15}, dst.data(),
+                                             92, {0, 0, 23, 17}, coeffs, selector),
+                  failure)
+            << "selector " << selector << " row " << row.tag;
+        EXPECT_EQ(failing.Calls(), failure == StatusQuadOutside ? 1 : 2);
+        EXPECT_EQ(failing.Outstanding(), 0);
+        EXPECT_EQ(dst == before, failure != StatusOk);
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace nyx::test

@@ -510,6 +510,58 @@ template <bool kInPlace>
         ExpectPattern                                                                      \
   }
 
+// Warping: the destination region is the whole destination image and the source image is as
+// large. The coefficients follow from a shape fitted to the source, each keeping a pixel centre
+// of the destination covered, so that every call with legal arguments writes: a mild
+// perspective with the origin fixed, and a rotation by 90 degrees. Every call allocates its
+// span table and coordinate buffer; its allocation failures have their own test.
+[[maybe_unused]] Extra Warped(const char* label, int32_t shape, int32_t selector) {
+  Extra extra{label, {0, 0, 0, 0}, 0, shape, false, 0, 2, 2};
+  extra.selector = selector;
+  extra.rowsDiffer = true;
+  extra.allocates = true;
+  return extra;
+}
+
+[[maybe_unused]] ImageSize WarpSource(const Extra&, ImageSize size) {
+  return size;
+}
+
+struct WarpCoeffs {
+  double c[9];
+};
+
+[[maybe_unused]] WarpCoeffs WarpShape(int32_t shape, ImageSize size) {
+  const double w = size.width > 0 ? size.width : 1, h = size.height > 0 ? size.height : 1;
+  if (shape == 1) return {{0, -1, h - 1, 1, 0, 0, 0, 0, 1}};
+  return {{1, 0.05, 0, 0.02, 0.95, 0, 0.2 / w, 0.1 / h, 1}};
+}
+
+[[maybe_unused]] Status ExpectWarp(const Args& a) {
+  if (a.src == nullptr || a.dst == nullptr) return StatusNullPointer;
+  if (a.srcSize.width < 1 || a.srcSize.height < 1 || a.size.width < 1 || a.size.height < 1) {
+    return StatusBadSize;
+  }
+  if (a.srcStep < 1 || a.dstStep < 1) return StatusBadStep;
+  if (a.srcSize.width < 2 || a.srcSize.height < 2) return StatusRegionTooSmall;
+  return StatusOk;
+}
+
+[[maybe_unused]] const std::vector<Extra> kWarps = {
+    Warped("nearest mild", 0, InterNearest), Warped("linear mild", 0, InterLinear),
+    Warped("cubic mild", 0, InterCubic), Warped("smooth cubic rotated", 1, EdgeSmooth | InterCubic),
+    Warped("smooth nearest mild", 0, EdgeSmooth | InterNearest)};
+
+#define NYX_WARP_CALL(name, bytes)                                                            \
+  Call {                                                                                      \
+#name, bytes, bytes, false, kWarps,                                                       \
+        NYX_RUN(name(a.src, a.srcSize, a.srcStep, Whole(a.srcSize), a.dst, a.dstStep,         \
+                     Whole(a.size), WarpShape(a.extra.mode, a.srcSize).c, a.extra.selector)), \
+        ExpectWarp, WarpSource                                                                \
+  }
+#define NYX_CALL_WarpPerspective_8u_C3R NYX_WARP_CALL(WarpPerspective_8u_C3R, 3)
+#define NYX_CALL_WarpPerspective_8u_C4R NYX_WARP_CALL(WarpPerspective_8u_C4R, 4)
+
 // A primitive on the list without an entry above fails here, by design.
 #define NYX_CALL_ENTRY(name, params, args) NYX_CALL_##name,
 

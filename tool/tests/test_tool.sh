@@ -235,6 +235,13 @@ if has resize; then
   "$nyx" resize $src --factor 1 --kernel nearest -o same.png && same $src same.png "resize by 1, nearest"
   expect 4 "the factor leaves no pixel" -- "$nyx" resize $src --factor 0.001 -o x.png
 fi
+if has warp; then
+  for kernel in nearest linear cubic; do
+    "$nyx" warp $src --shape tilt --kernel $kernel --smooth -o w.png || fail "warp $kernel exited $?"
+  done
+  "$nyx" warp $src --shape identity --kernel cubic -o same.png && same $src same.png "warp, identity"
+  expect 1 "StatusBadCoefficients" -- "$nyx" warp $src --coeffs 1 0 0 0 1 0 0 0 0 -o x.png
+fi
 
 # ---- every status of the header has its name in the tool ----
 names=$(grep -o '^  Status[A-Za-z]*' "$root/include/nyx.h")
