@@ -194,12 +194,7 @@ void ownpi_FindPerimeter(const WarpVertex* v, int32_t n, int32_t orientation, in
 int32_t ownpi_ClipQuad(const double* quad, int32_t left, int32_t top, int32_t right, int32_t bottom,
                        int32_t orientation, int32_t** spans, int32_t* yFirst, int32_t* yLast) {
   WarpVertex poly[kWarpMaxVertices], scratch[kWarpMaxVertices];
-  for (int k = 0; k < 4; ++k) {
-    poly[k][0] = quad[2 * k];
-    poly[k][1] = quad[2 * k + 1];
-  }
-  int32_t n = 4;
-  ownpi_ClipPolygon(poly, scratch, &n, left, top, right, bottom);
+  const int32_t n = WarpClipQuad(quad, left, top, right, bottom, poly, scratch);
   if (n < 1) return 0;
   const Box b = BoundsOf(poly, n);
   *yFirst = WarpCeil(b.ymin);

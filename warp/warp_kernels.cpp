@@ -39,25 +39,24 @@ void SampleNearest(const uint8_t* src, int32_t srcStep, uint8_t* d, double x, do
 
 // Linear: on and past the last column or row the pixel before is the base with weight 1 on the
 // last one, so no border is needed.
+inline void LinearAxis(double v, int32_t max, int32_t* base, double* fraction) {
+  const int32_t i = WarpTrunc(v + 1e-7);
+  if (i >= max) {
+    *base = max - 1;
+    *fraction = 1.0;
+  } else {
+    *base = i < 0 ? 0 : i;
+    *fraction = v - *base;
+  }
+}
+
 template <int kStride, int kCh>
 void SampleLinear(const uint8_t* src, int32_t srcStep, uint8_t* d, double x, double y, int32_t maxX,
                   int32_t maxY) {
-  int32_t ix = WarpTrunc(x + 1e-7), iy = WarpTrunc(y + 1e-7);
+  int32_t ix, iy;
   double fx, fy;
-  if (ix >= maxX) {
-    fx = 1.0;
-    ix = maxX - 1;
-  } else {
-    ix = ix < 0 ? 0 : ix;
-    fx = x - ix;
-  }
-  if (iy >= maxY) {
-    fy = 1.0;
-    iy = maxY - 1;
-  } else {
-    iy = iy < 0 ? 0 : iy;
-    fy = y - iy;
-  }
+  LinearAxis(x, maxX, &ix, &fx);
+  LinearAxis(y, maxY, &iy, &fy);
   const uint8_t* p0 = src + int64_t{iy} * srcStep + int64_t{ix} * kStride;
   const uint8_t* p1 = p0 + srcStep;
   for (int c = 0; c < kCh; ++c) {
@@ -100,51 +99,41 @@ template <int kStride, int kCh, int kSel>
 void WarpRows(const void* srcV, void* dstV, int32_t srcStep, int32_t dstStep, int32_t yFirst,
               int32_t yLast, const int32_t* spans, const double* a, void* buffer, int32_t maxX,
               int32_t maxY) {
-  if (yLast < yFirst) return;
   constexpr int64_t kAhead = 48;
   const uint8_t* src = static_cast<const uint8_t*>(srcV);
-  uint8_t* row = static_cast<uint8_t*>(dstV);
   double* xs = static_cast<double*>(buffer);
-  double rx = a[1] * yFirst + a[2], ry = a[4] * yFirst + a[5], rw = a[7] * yFirst + a[8];
-  for (int64_t y = yFirst, i = 0; y <= yLast; ++y, ++i) {
-    const int32_t x0 = spans[2 * i], x1 = spans[2 * i + 1];
-    const int64_t n = int64_t{x1} - x0 + 1;
-    if (n >= 1) {
-      double* ys = xs + n;
-      double X = a[0] * x0 + rx, Y = a[3] * x0 + ry, W = a[6] * x0 + rw;
-      for (int64_t k = 0; k < n; ++k) {
-        const double inv = 1.0 / W;
-        xs[k] = X * inv;
-        ys[k] = inv * Y;
-        X += a[0];
-        Y += a[3];
-        W += a[6];
-      }
-      uint8_t* d = row + int64_t{x0} * kStride;
-      for (int64_t k = 0; k < n; ++k, d += kStride) {
-        // The span crosses source rows at a slant: the lines of pixels further along are
-        // fetched ahead. A prefetch never faults; the address is formed as an integer.
-        if (k + kAhead < n) {
-          const uintptr_t at =
-              reinterpret_cast<uintptr_t>(src) +
-              static_cast<uintptr_t>(int64_t{WarpTrunc(ys[k + kAhead])} * srcStep) +
-              static_cast<uintptr_t>(int64_t{WarpTrunc(xs[k + kAhead])} * kStride);
-          __builtin_prefetch(reinterpret_cast<const void*>(at));
-          if constexpr (kSel != 0) __builtin_prefetch(reinterpret_cast<const void*>(at + srcStep));
-        }
-        if constexpr (kSel == 0)
-          SampleNearest<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
-        if constexpr (kSel == 1)
-          SampleLinear<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
-        if constexpr (kSel == 2)
-          SampleCubic<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
-      }
-    }
-    rx += a[1];
-    ry += a[4];
-    rw += a[7];
-    row += dstStep;
-  }
+  WarpWalkRows(dstV, dstStep, yFirst, yLast, spans, a,
+               [&](uint8_t* row, int32_t x0, int64_t n, double X, double Y, double W) {
+                 double* ys = xs + n;
+                 for (int64_t k = 0; k < n; ++k) {
+                   const double inv = 1.0 / W;
+                   xs[k] = X * inv;
+                   ys[k] = inv * Y;
+                   X += a[0];
+                   Y += a[3];
+                   W += a[6];
+                 }
+                 uint8_t* d = row + int64_t{x0} * kStride;
+                 for (int64_t k = 0; k < n; ++k, d += kStride) {
+                   // The span crosses source rows at a slant: the lines of pixels further along are
+                   // fetched ahead. A prefetch never faults; the address is formed as an integer.
+                   if (k + kAhead < n) {
+                     const uintptr_t at =
+                         reinterpret_cast<uintptr_t>(src) +
+                         static_cast<uintptr_t>(int64_t{WarpTrunc(ys[k + kAhead])} * srcStep) +
+                         static_cast<uintptr_t>(int64_t{WarpTrunc(xs[k + kAhead])} * kStride);
+                     __builtin_prefetch(reinterpret_cast<const void*>(at));
+                     if constexpr (kSel != 0)
+                       __builtin_prefetch(reinterpret_cast<const void*>(at + srcStep));
+                   }
+                   if constexpr (kSel == 0)
+                     SampleNearest<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
+                   if constexpr (kSel == 1)
+                     SampleLinear<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
+                   if constexpr (kSel == 2)
+                     SampleCubic<kStride, kCh>(src, srcStep, d, xs[k], ys[k], maxX, maxY);
+                 }
+               });
 }
 
 #else  // processor levels
@@ -432,43 +421,35 @@ template <int kStride, int kCh, int kSel>
 void WarpRows(const void* srcV, void* dstV, int32_t srcStep, int32_t dstStep, int32_t yFirst,
               int32_t yLast, const int32_t* spans, const double* a, void* buffer, int32_t maxX,
               int32_t maxY) {
-  if (yLast < yFirst) return;
   const uint8_t* src = static_cast<const uint8_t*>(srcV);
-  uint8_t* row = static_cast<uint8_t*>(dstV);
   float* xs = static_cast<float*>(buffer);
-  double rx = a[1] * yFirst + a[2], ry = a[4] * yFirst + a[5], rw = a[7] * yFirst + a[8];
-  for (int64_t y = yFirst, i = 0; y <= yLast; ++y, ++i) {
-    const int32_t x0 = spans[2 * i], x1 = spans[2 * i + 1];
-    const int64_t n64 = int64_t{x1} - x0 + 1;
-    if (n64 >= 1) {
-      const int32_t n = static_cast<int32_t>(n64);
-      ownpi_WarpPC(xs, n, a[6] * x0 + rw, a[6], a[0] * x0 + rx, a[0], a[3] * x0 + ry, a[3]);
-      uint8_t* d = row + int64_t{x0} * kStride;
-      const float* ys = xs + n;
-      // The named vector kernels of the layout; each is the template below for its layout.
-      constexpr int kLayout = kStride == 1 ? 0 : kStride == 3 ? 1 : kCh == 3 ? 2 : 3;
-      if constexpr (kSel == 0) {
-        constexpr VectorFn kNearest[4] = {ownpi_dInterVector_NN_8_C1, ownpi_dInterVector_NN_8_C3,
-                                          ownpi_dInterVector_NN_8_AC4, ownpi_dInterVector_NN_8_C4};
-        kNearest[kLayout](src, srcStep, d, xs, ys, n, maxX, maxY);
-      } else if constexpr (kSel == 1) {
-        constexpr VectorFn kLinear[4] = {ownpi_dInterVector_L_8u_C1, ownpi_dInterVector_L_8u_C3,
-                                         ownpi_dInterVector_L_8u_AC4, ownpi_dInterVector_L_8u_C4};
-        kLinear[kLayout](src, srcStep, d, xs, ys, n, maxX, maxY);
-      } else {
-        // No plain cubic exists here: the clip form lets through everything within one pixel
-        // around the image.
-        constexpr VectorClipFn kCubic[4] = {
-            ownpi_dInterVectorClip_C_8u_C1, ownpi_dInterVectorClip_C_8u_C3,
-            ownpi_dInterVectorClip_C_8u_AC4, ownpi_dInterVectorClip_C_8u_C4};
-        kCubic[kLayout](src, srcStep, d, xs, ys, n, -1, -1, maxX + 1, maxY + 1, maxX, maxY);
-      }
-    }
-    rx += a[1];
-    ry += a[4];
-    rw += a[7];
-    row += dstStep;
-  }
+  WarpWalkRows(
+      dstV, dstStep, yFirst, yLast, spans, a,
+      [&](uint8_t* row, int32_t x0, int64_t span, double X, double Y, double W) {
+        const int32_t n = static_cast<int32_t>(span);
+        ownpi_WarpPC(xs, n, W, a[6], X, a[0], Y, a[3]);
+        uint8_t* d = row + int64_t{x0} * kStride;
+        const float* ys = xs + n;
+        // The named vector kernels of the layout; each is the template below for its layout.
+        constexpr int kLayout = kStride == 1 ? 0 : kStride == 3 ? 1 : kCh == 3 ? 2 : 3;
+        if constexpr (kSel == 0) {
+          constexpr VectorFn kNearest[4] = {ownpi_dInterVector_NN_8_C1, ownpi_dInterVector_NN_8_C3,
+                                            ownpi_dInterVector_NN_8_AC4,
+                                            ownpi_dInterVector_NN_8_C4};
+          kNearest[kLayout](src, srcStep, d, xs, ys, n, maxX, maxY);
+        } else if constexpr (kSel == 1) {
+          constexpr VectorFn kLinear[4] = {ownpi_dInterVector_L_8u_C1, ownpi_dInterVector_L_8u_C3,
+                                           ownpi_dInterVector_L_8u_AC4, ownpi_dInterVector_L_8u_C4};
+          kLinear[kLayout](src, srcStep, d, xs, ys, n, maxX, maxY);
+        } else {
+          // No plain cubic exists here: the clip form lets through everything within one pixel
+          // around the image.
+          constexpr VectorClipFn kCubic[4] = {
+              ownpi_dInterVectorClip_C_8u_C1, ownpi_dInterVectorClip_C_8u_C3,
+              ownpi_dInterVectorClip_C_8u_AC4, ownpi_dInterVectorClip_C_8u_C4};
+          kCubic[kLayout](src, srcStep, d, xs, ys, n, -1, -1, maxX + 1, maxY + 1, maxX, maxY);
+        }
+      });
 }
 
 #endif

@@ -40,12 +40,7 @@ void ownpi_SmoothBorder(void* dst, int32_t dstStep, int32_t format, const double
                         int32_t left, int32_t top, int32_t right, int32_t bottom,
                         int32_t orientation) {
   WarpVertex poly[kWarpMaxVertices], scratch[kWarpMaxVertices];
-  for (int k = 0; k < 4; ++k) {
-    poly[k][0] = quad[2 * k];
-    poly[k][1] = quad[2 * k + 1];
-  }
-  int32_t n = 4;
-  ownpi_ClipPolygon(poly, scratch, &n, left, top, right, bottom);
+  const int32_t n = WarpClipQuad(quad, left, top, right, bottom, poly, scratch);
   if (n < 3) return;
   for (int32_t k = 0; k < n; ++k) {
     if (!std::isfinite(poly[k][0]) || !std::isfinite(poly[k][1])) return;
