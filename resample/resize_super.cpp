@@ -16,6 +16,7 @@
 #include <cstddef>
 
 #include "resample/resize.h"
+#include "resample/resize_wide.h"
 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
 #include <emmintrin.h>
@@ -201,6 +202,18 @@ class Decimator {
     T* a = acc_;
     const int64_t n = to_ - from_;
     const auto put = [](T& at, T term) { at = kFirst ? term : at + term; };
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if constexpr (kStride == kChannels) {
+      if ((ownWideForms() & kWideAvx2) != 0) {
+        if constexpr (kExact) {
+          avx2::ownpi_SuperRowU(a, s, n * kChannels, kFirst);
+        } else {
+          avx2::ownpi_SuperRowF(a, s, n * kChannels, share, whole, kFirst);
+        }
+        return;
+      }
+    }
+#endif
     if constexpr (kStride == kChannels) {
       if (whole) {
         for (int64_t e = 0; e < n * kChannels; ++e) put(a[e], Sum<kExact>::Whole(s[e]));

@@ -57,6 +57,12 @@ NYX_IN_WIDE_FORMS(
                                 float* row, int32_t width);
     // Vertical passes of packed samples, with the row's sum order and rounding.
     void ownpi_ColCubic8pl(uint8_t* dst, int32_t count, const float* w, float* const* rows);
-    void ownpi_ColLanczos8pl(uint8_t* dst, int32_t count, const float* w, float* const* rows);)
+    void ownpi_ColLanczos8pl(uint8_t* dst, int32_t count, const float* w, float* const* rows);
+    // Area averaging's vertical sums: n samples of one source row into the accumulator, each
+    // float(sample) (whole) or float(sample * share) with the product in double, or the sample
+    // itself for the exact form; the first row of a sum is stored, the others added.
+    void ownpi_SuperRowF(float* acc, const uint8_t* src, int64_t n, double share, int32_t whole,
+                         int32_t first);
+    void ownpi_SuperRowU(uint32_t* acc, const uint8_t* src, int64_t n, int32_t first);)
 
 #endif  // NYX_RESAMPLE_RESIZE_WIDE_H
