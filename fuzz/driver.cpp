@@ -193,14 +193,14 @@ int RunPlanar(const Call& call, uint32_t cpuCode, uint32_t wideForms, uint8_t nu
   args.size = DecodeSize(in);
   args.srcSize = args.size;
   args.extra = call.extras[0];
-  const std::vector<test::ImageSpec> specs = test::ImagesOf(call, args);
+  const std::vector<test::ImageShape> shapes = test::ImagesOf(call, args);
   static uint8_t placeholder;
   std::vector<int32_t> steps;
-  for (size_t i = 0; i < specs.size(); ++i) {
-    const int64_t rowBytes = int64_t{std::max(specs[i].size.width, 0)} * specs[i].pixelBytes;
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    const int64_t rowBytes = int64_t{std::max(shapes[i].size.width, 0)} * shapes[i].pixelBytes;
     steps.push_back(DecodeStep(in, rowBytes));
     const bool null = nulls < 32 && (nulls & 7) == i + 1;
-    test::Place(args, specs[i].slot, null ? nullptr : &placeholder, steps.back());
+    test::Place(args, shapes[i].slot, null ? nullptr : &placeholder, steps.back());
   }
   std::mt19937 rng(static_cast<uint32_t>(in.Int32()));
   const Status expected = call.expected(args);
@@ -208,23 +208,23 @@ int RunPlanar(const Call& call, uint32_t cpuCode, uint32_t wideForms, uint8_t nu
   // Zero or small steps let a tall image fit a small buffer; the rows still cost time.
   if (expected == StatusOk) {
     double moved = 0;
-    for (const test::ImageSpec& spec : specs) {
-      moved += double{1.0} * spec.size.width * spec.size.height * spec.pixelBytes;
+    for (const test::ImageShape& shape : shapes) {
+      moved += double{1.0} * shape.size.width * shape.size.height * shape.pixelBytes;
     }
     if (moved > double{kMaxMovedBytes}) return 0;
   }
   std::vector<std::unique_ptr<Buffer>> buffers;
   std::vector<std::vector<uint8_t>> before;
   int64_t total = 0;
-  for (size_t i = 0; i < specs.size(); ++i) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
     Span span{0, 64};
-    if (expected == StatusOk) span = Reach(specs[i].size, steps[i], specs[i].pixelBytes, 0);
+    if (expected == StatusOk) span = Reach(shapes[i].size, steps[i], shapes[i].pixelBytes, 0);
     total += span.high - span.low;
     if (total > kMaxBufferBytes) return 0;
     buffers.push_back(std::make_unique<Buffer>(span, static_cast<int>(rng() % 64), rng));
     before.push_back(buffers.back()->Contents());
     const bool null = nulls < 32 && (nulls & 7) == i + 1;
-    if (!null) test::Place(args, specs[i].slot, buffers.back()->Origin(), steps[i]);
+    if (!null) test::Place(args, shapes[i].slot, buffers.back()->Origin(), steps[i]);
   }
   const Status status = RunAtRow(call, args, cpuCode, wideForms);
   if (status != expected) {
@@ -232,24 +232,24 @@ int RunPlanar(const Call& call, uint32_t cpuCode, uint32_t wideForms, uint8_t nu
          "returned " + std::to_string(status) + ", documented " + std::to_string(expected));
   }
   std::vector<std::vector<uint8_t>> atRow;
-  for (size_t i = 0; i < specs.size(); ++i) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
     atRow.push_back(buffers[i]->Contents());
-    if (!specs[i].written && atRow[i] != before[i]) {
+    if (!shapes[i].written && atRow[i] != before[i]) {
       Fail(call, args, cpuCode, "wrote into its source");
     }
     if (status != StatusOk && atRow[i] != before[i]) Fail(call, args, cpuCode, "failed but wrote");
   }
   if (status != StatusOk || cpuCode == 0) return 0;
   // Written rows that overlap are written in an order of each level's own choosing.
-  for (size_t i = 0; i < specs.size(); ++i) {
-    const int64_t rowBytes = int64_t{specs[i].size.width} * specs[i].pixelBytes;
-    if (specs[i].written && specs[i].size.height > 1 && std::abs(int64_t{steps[i]}) < rowBytes) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
+    const int64_t rowBytes = int64_t{shapes[i].size.width} * shapes[i].pixelBytes;
+    if (shapes[i].written && shapes[i].size.height > 1 && std::abs(int64_t{steps[i]}) < rowBytes) {
       return 0;
     }
   }
-  for (size_t i = 0; i < specs.size(); ++i) buffers[i]->Restore(before[i]);
+  for (size_t i = 0; i < shapes.size(); ++i) buffers[i]->Restore(before[i]);
   RunAtRow(call, args, 0, 0);
-  for (size_t i = 0; i < specs.size(); ++i) {
+  for (size_t i = 0; i < shapes.size(); ++i) {
     if (buffers[i]->Contents() != atRow[i]) {
       Fail(call, args, cpuCode, "differs from the generic row");
     }

@@ -49,11 +49,11 @@ TEST(AllocFailure, NonAllocatingPrimitivesNeverAllocate) {
       Args args{nullptr, 0, nullptr, 0, size, extra, SourceSize(call, extra, size)};
       const int32_t lead = SourceLead(extra);
       std::vector<std::vector<uint8_t>> images;
-      for (const ImageSpec& spec : ImagesOf(call, args)) {
-        const int32_t step = spec.size.width * spec.pixelBytes;
-        const int32_t before = spec.slot == Slot::kSrc ? lead : 0;
-        images.emplace_back(before + static_cast<size_t>(step) * spec.size.height, 7);
-        Place(args, spec.slot, images.back().data() + before, step);
+      for (const ImageShape& shape : ImagesOf(call, args)) {
+        const int32_t step = shape.size.width * shape.pixelBytes;
+        const int32_t before = shape.slot == Slot::kSrc ? lead : 0;
+        images.emplace_back(before + static_cast<size_t>(step) * shape.size.height, 7);
+        Place(args, shape.slot, images.back().data() + before, step);
       }
       std::vector<uint8_t> scratch = ScratchFor(call, args);
       args.scratch = scratch.empty() ? nullptr : scratch.data();

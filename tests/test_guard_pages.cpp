@@ -49,16 +49,16 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
           Args args{nullptr, 0, nullptr, 0, size, extra, SourceSize(call, extra, size)};
           std::vector<std::unique_ptr<GuardedImage>> images;
           std::vector<std::vector<uint8_t>> before;
-          const std::vector<ImageSpec> specs = ImagesOf(call, args);
-          for (const ImageSpec& spec : specs) {
-            const int pad = spec.written ? dstPad : srcPad;
-            images.push_back(
-                std::make_unique<GuardedImage>(spec.size.width, spec.size.height, spec.pixelBytes,
-                                               spec.size.width * spec.pixelBytes + pad, side,
-                                               spec.slot == Slot::kSrc ? SourceLead(extra) : 0));
+          const std::vector<ImageShape> shapes = ImagesOf(call, args);
+          for (const ImageShape& shape : shapes) {
+            const int pad = shape.written ? dstPad : srcPad;
+            images.push_back(std::make_unique<GuardedImage>(
+                shape.size.width, shape.size.height, shape.pixelBytes,
+                shape.size.width * shape.pixelBytes + pad, side,
+                shape.slot == Slot::kSrc ? SourceLead(extra) : 0));
             images.back()->Randomise(rng);
             before.push_back(images.back()->Snapshot());
-            Place(args, spec.slot, images.back()->Origin(), images.back()->Step());
+            Place(args, shape.slot, images.back()->Origin(), images.back()->Step());
           }
           // A scratch area of exactly the reported size, ending at the guard page.
           const size_t scratchBytes = ScratchFor(call, args).size();
@@ -76,8 +76,8 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
                 "x" + std::to_string(size.height) + " pads " + std::to_string(srcPad) + "/" +
                 std::to_string(dstPad) +
                 (side == GuardSide::kAfter ? " guard after" : " guard before") + " row " + row.tag;
-            for (size_t i = 0; i < specs.size(); ++i) {
-              if (specs[i].written) images[i]->Restore(before[i]);
+            for (size_t i = 0; i < shapes.size(); ++i) {
+              if (shapes[i].written) images[i]->Restore(before[i]);
             }
             {
               FaultLabel label(what);
@@ -85,11 +85,11 @@ TEST_P(GuardPages, StaysInsideItsRowsAtEveryRow) {
               ASSERT_EQ(call.run(args), StatusOk) << what;
             }
             std::vector<uint8_t> written;
-            for (size_t i = 0; i < specs.size(); ++i) {
-              const unsigned keep = specs[i].written ? specs[i].keep : 0xF;
+            for (size_t i = 0; i < shapes.size(); ++i) {
+              const unsigned keep = shapes[i].written ? shapes[i].keep : 0xF;
               ASSERT_EQ(images[i]->UntouchedOutside(before[i], keep), "")
-                  << what << (specs[i].written ? "" : ": source written");
-              if (specs[i].written) {
+                  << what << (shapes[i].written ? "" : ": source written");
+              if (shapes[i].written) {
                 const std::vector<uint8_t> region = images[i]->Region();
                 written.insert(written.end(), region.begin(), region.end());
               }

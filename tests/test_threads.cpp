@@ -47,7 +47,7 @@ TEST(Threads, FirstProcessorQueriesAgree) {
 struct Job {
   const Call* call;
   Args args;  // size, extra and the whole source; pointers are placed at each run
-  std::vector<ImageSpec> specs;
+  std::vector<ImageShape> shapes;
   std::vector<int32_t> steps;
   std::vector<std::vector<uint8_t>> initial;  // every image, sources included
   std::vector<std::vector<uint8_t>> expected;
@@ -65,12 +65,12 @@ std::vector<Job> Jobs() {
         Job job{&call, {nullptr, 0, nullptr, 0, size, extra, SourceSize(call, extra, size)},
                 {},    {},
                 {},    {}};
-        job.specs = ImagesOf(call, job.args);
-        for (const ImageSpec& spec : job.specs) {
+        job.shapes = ImagesOf(call, job.args);
+        for (const ImageShape& shape : job.shapes) {
           const int32_t step =
-              spec.size.width * spec.pixelBytes + (spec.written ? 3 : 5) * call.sampleBytes;
-          const int32_t lead = spec.slot == Slot::kSrc ? SourceLead(extra) : 0;
-          std::vector<uint8_t> bytes(lead + static_cast<size_t>(step) * spec.size.height);
+              shape.size.width * shape.pixelBytes + (shape.written ? 3 : 5) * call.sampleBytes;
+          const int32_t lead = shape.slot == Slot::kSrc ? SourceLead(extra) : 0;
+          std::vector<uint8_t> bytes(lead + static_cast<size_t>(step) * shape.size.height);
           for (uint8_t& b : bytes) b = static_cast<uint8_t>(rng());
           job.steps.push_back(step);
           job.initial.push_back(std::move(bytes));
@@ -86,17 +86,17 @@ std::vector<Job> Jobs() {
 Status RunJob(const Job& job, std::vector<std::vector<uint8_t>>& out) {
   Args args = job.args;
   out.clear();
-  out.reserve(job.specs.size());
-  for (size_t i = 0; i < job.specs.size(); ++i) {
-    const ImageSpec& spec = job.specs[i];
+  out.reserve(job.shapes.size());
+  for (size_t i = 0; i < job.shapes.size(); ++i) {
+    const ImageShape& shape = job.shapes[i];
     uint8_t* origin;
-    if (spec.written) {
+    if (shape.written) {
       out.push_back(job.initial[i]);
       origin = out.back().data();
     } else {
       origin = const_cast<uint8_t*>(job.initial[i].data());  // read only
     }
-    Place(args, spec.slot, origin + (spec.slot == Slot::kSrc ? SourceLead(args.extra) : 0),
+    Place(args, shape.slot, origin + (shape.slot == Slot::kSrc ? SourceLead(args.extra) : 0),
           job.steps[i]);
   }
   std::vector<uint8_t> scratch = ScratchFor(*job.call, args);

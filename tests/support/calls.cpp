@@ -581,9 +581,9 @@ std::vector<uint8_t> ScratchFor(const Call& call, const Args& args) {
   return std::vector<uint8_t>(static_cast<size_t>(std::max(1, call.scratchBytes(args))), 0xA5);
 }
 
-std::vector<ImageSpec> ImagesOf(const Call& call, const Args& args) {
+std::vector<ImageShape> ImagesOf(const Call& call, const Args& args) {
   if (call.planar == Planar::kNone) {
-    std::vector<ImageSpec> images;
+    std::vector<ImageShape> images;
     if (!call.inPlace && call.srcBytes > 0) {
       images.push_back({Slot::kSrc, call.srcBytes, args.srcSize, false, 0});
     }
@@ -597,10 +597,10 @@ std::vector<ImageSpec> ImagesOf(const Call& call, const Args& args) {
   const ImageSize even{args.size.width & ~1, args.size.height & ~1};
   const ImageSize half{even.width / 2, even.height / 2};
   const bool toPlanes = call.planar == Planar::kDestination;
-  const ImageSpec packed{toPlanes ? Slot::kSrc : Slot::kDst, 2, even, !toPlanes, 0};
-  std::vector<ImageSpec> images = {{Slot::kPlane0, 1, even, toPlanes, 0},
-                                   {Slot::kPlane1, 1, half, toPlanes, 0},
-                                   {Slot::kPlane2, 1, half, toPlanes, 0}};
+  const ImageShape packed{toPlanes ? Slot::kSrc : Slot::kDst, 2, even, !toPlanes, 0};
+  std::vector<ImageShape> images = {{Slot::kPlane0, 1, even, toPlanes, 0},
+                                    {Slot::kPlane1, 1, half, toPlanes, 0},
+                                    {Slot::kPlane2, 1, half, toPlanes, 0}};
   images.insert(toPlanes ? images.begin() : images.end(), packed);
   return images;
 }

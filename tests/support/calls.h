@@ -91,7 +91,7 @@ struct Call {
 enum class Slot { kSrc, kDst, kPlane0, kPlane1, kPlane2, kSrc2, kResult };
 
 // One image a call reaches, as a harness allocates it: the region the call may touch.
-struct ImageSpec {
+struct ImageShape {
   Slot slot;
   int pixelBytes;
   ImageSize size;
@@ -101,7 +101,7 @@ struct ImageSpec {
 
 // The images of a call with these arguments (size, srcSize, extra), sources first. A 4:2:0 call
 // touches its region taken down to even width and height, with chroma planes half of that.
-std::vector<ImageSpec> ImagesOf(const Call& call, const Args& args);
+std::vector<ImageShape> ImagesOf(const Call& call, const Args& args);
 
 // Puts an image's first pixel and step into the arguments.
 void Place(Args& args, Slot slot, uint8_t* origin, int32_t step);
