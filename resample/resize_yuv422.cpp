@@ -29,10 +29,12 @@ struct Blocks {
     for (int i = 0; i < count; ++i) nyxsFree(held[i]);
   }
   bool failed = false;
-  // Kept whether or not it came, so that a failure still frees everything taken with it.
-  void Keep(void* p) {
-    held[count++] = p;
-    failed = failed || p == nullptr;
+  // Kept whether or not they came, so that a failure still frees everything taken with them:
+  // true while every block so far has come.
+  template <typename... P>
+  bool Keep(P*... p) {
+    ((held[count++] = p, failed = failed || p == nullptr), ...);
+    return !failed;
   }
 };
 
@@ -474,12 +476,7 @@ Status ownpiResizeYUY2(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, 
   int32_t* rowOff = nyxsMalloc_32s(rows);
   int32_t* luma = nyxsMalloc_32s(lumaCount);
   int32_t* chroma = nyxsMalloc_32s(pairs);
-  blocks.Keep(rowOff);
-  blocks.Keep(luma);
-  blocks.Keep(chroma);
-  if (blocks.failed) {
-    return StatusOutOfMemory;
-  }
+  if (!blocks.Keep(rowOff, luma, chroma)) return StatusOutOfMemory;
 
   if (kind == InterNearest) {
     const double dx = 1.0 / xFactor;
@@ -510,14 +507,7 @@ Status ownpiResizeYUY2(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, 
     uint16_t* lumaW = nyxsMalloc_16u(2 * lumaCount);
     uint16_t* chromaW = nyxsMalloc_16u(2 * pairs);
     uint16_t* bufs[2] = {nyxsMalloc_16u(4 * pairs), nyxsMalloc_16u(4 * pairs)};
-    blocks.Keep(rowF);
-    blocks.Keep(lumaW);
-    blocks.Keep(chromaW);
-    blocks.Keep(bufs[0]);
-    blocks.Keep(bufs[1]);
-    if (blocks.failed) {
-      return StatusOutOfMemory;
-    }
+    if (!blocks.Keep(rowF, lumaW, chromaW, bufs[0], bufs[1])) return StatusOutOfMemory;
     LinearTable(rowStep, rows, rowLast, srcStep, rowOff, rowF, 1);
     LinearTable(lumaStep, lumaCount, lumaLast, 2, luma, lumaW, 2);
     LinearTable(chromaStep, pairs, chromaLast, 4, chroma, chromaW, 2);
@@ -529,18 +519,10 @@ Status ownpiResizeYUY2(const uint8_t* pSrc, ImageSize srcSize, int32_t srcStep, 
   float* rowU = nyxsMalloc_32f(rows);
   float* lumaU = nyxsMalloc_32f(lumaCount);
   float* chromaU = nyxsMalloc_32f(pairs);
-  blocks.Keep(rowU);
-  blocks.Keep(lumaU);
-  blocks.Keep(chromaU);
-  if (blocks.failed) {
-    return StatusOutOfMemory;
-  }
+  if (!blocks.Keep(rowU, lumaU, chromaU)) return StatusOutOfMemory;
   float* bufs[4];
-  for (float*& b : bufs) {
-    b = nyxsMalloc_32f(4 * pairs);
-    blocks.Keep(b);
-  }
-  if (blocks.failed) return StatusOutOfMemory;
+  for (float*& b : bufs) b = nyxsMalloc_32f(4 * pairs);
+  if (!blocks.Keep(bufs[0], bufs[1], bufs[2], bufs[3])) return StatusOutOfMemory;
   CubicTable(rowStep, rows, roi.y, rowLast, srcStep, rowOff, rowU);
   CubicTable(lumaStep, lumaCount, roi.x, lumaLast, 2, luma, lumaU);
   CubicTable(chromaStep, pairs, roi.x >> 1, chromaLast, 4, chroma, chromaU);
