@@ -137,51 +137,6 @@ TEST(Threads, ConcurrentCallsWhileTheIndexChanges) {
   EXPECT_EQ(mismatches[1].load(), 0);
 }
 
-// The scaler keeps all its tables in the caller's scratch: two threads resizing one source, each
-// with its own scratch and destination, at every row and kernel and with the edge flags, give the
-// single-threaded bytes.
-TEST(Threads, ResizeWithOwnScratch) {
-  using Fn = Status (*)(const uint8_t*, ImageSize, int32_t, ImageRect, uint8_t*, int32_t, ImageRect,
-                        double, double, double, double, int32_t, uint8_t*);
-  const Fn rows[] = {mx::nyxiResizeSqrPixel_8u_C4R, m7::nyxiResizeSqrPixel_8u_C4R,
-                     u8::nyxiResizeSqrPixel_8u_C4R, y8::nyxiResizeSqrPixel_8u_C4R};
-  const int32_t kernels[] = {1, 2, 4, 5, 6, 7, 16, 8, int32_t(0x80000008u), int32_t(0x40000006)};
-  const int sw = 61, sh = 47, dw = 53, dh = 29;
-  std::vector<uint8_t> src(sw * sh * 4);
-  std::mt19937 rng(4);
-  for (auto& b : src) b = static_cast<uint8_t>(rng());
-  auto run = [&](Fn fn, int32_t sel, std::vector<uint8_t>& dst, std::vector<uint8_t>& scratch) {
-    dst.assign(dw * dh * 4, 0);
-    return fn(src.data(), {sw, sh}, sw * 4, {0, 0, sw, sh}, dst.data(), dw * 4, {0, 0, dw, dh},
-              double(dw) / sw, double(dh) / sh, 0.3, -0.2, sel, scratch.data());
-  };
-  std::vector<std::vector<uint8_t>> expected;
-  std::vector<uint8_t> scratch(1 << 16);
-  for (Fn fn : rows) {
-    for (int32_t sel : kernels) {
-      expected.emplace_back();
-      ASSERT_EQ(run(fn, sel, expected.back(), scratch), StatusOk);
-    }
-  }
-  std::atomic<long> mismatches{0};
-  auto work = [&] {
-    std::vector<uint8_t> dst, own(1 << 16);
-    for (int round = 0; round < 20; ++round) {
-      size_t k = 0;
-      for (Fn fn : rows) {
-        for (int32_t sel : kernels) {
-          if (run(fn, sel, dst, own) != StatusOk || dst != expected[k]) mismatches.fetch_add(1);
-          ++k;
-        }
-      }
-    }
-  };
-  std::thread first(work), second(work);
-  first.join();
-  second.join();
-  EXPECT_EQ(mismatches.load(), 0);
-}
-
 // The warp allocates its span table and coordinate buffer per call: two threads warping one
 // source at every row, interpolation and with edge smoothing give the single-threaded bytes.
 TEST(Threads, WarpWithOwnAllocations) {
