@@ -260,8 +260,7 @@ class Decimator {
   void PlannedRowX(uint8_t* out) {
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
     PlannedRowXLanes(out);
-    return;
-#endif
+#else
     double head = p_.cx;
     for (int32_t j = 0; j < p_.dstWidth; ++j, out += kStride) {
       const XTerm e = xterms_[j];
@@ -281,6 +280,7 @@ class Decimator {
       Store(out, s);
       head = 1.0 - e.r;
     }
+#endif
   }
 
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
