@@ -488,43 +488,46 @@ struct Contender {
   double* ms;
 };
 
-// Median milliseconds per call of each contender. The contenders take turns, in nine rounds. A
-// turn first runs calls untimed for at least 4 ms: on a shared machine a frame drops out of the
-// cache while a slow column runs, and the next column needs a few passes to bring it back. Then
-// it times batches of calls lasting at least 200 us each, for a ninth of the budget. Taking turns
-// puts a noisy spell on every column alike, so that the ratios of one line hold even when the
-// absolute times drift.
+// Median milliseconds per call of each contender. After a first warm-up, the contenders take
+// turns, for as many rounds as fit in the budget (at least 9). A turn runs a few calls untimed
+// (ten, or 4 ms' worth if fewer): on a shared machine a frame drops out of the cache while a slow
+// column runs, and the next column needs a few passes to bring it back. Then it times one batch
+// of calls lasting at least 200 us. Taking turns puts a noisy spell on every column alike, so
+// that the ratios of one line hold even when the absolute times drift.
 void MedianMs(const std::vector<Contender>& contenders, double budgetMs) {
-  constexpr int kRounds = 9;
-  const double turn = budgetMs * 1e-3 / kRounds;
-  std::vector<long> batches(contenders.size(), 0);
-  std::vector<std::vector<double>> times(contenders.size());
-  for (int r = 0; r < kRounds; ++r) {
+  const double budget = budgetMs * 1e-3;
+  std::vector<long> warms, batches;
+  double roundTime = 0;
+  for (const Contender& c : contenders) {
+    if (c.select) c.select();
+    long calls = 0;
+    const double start = Now();
+    do {
+      c.run();
+      ++calls;
+    } while (calls < 2 || Now() - start < budget * 0.1);
+    const double perCall = (Now() - start) / static_cast<double>(calls);
+    warms.push_back(std::clamp(static_cast<long>(4e-3 / perCall), 1L, 10L));
+    batches.push_back(std::max(1L, static_cast<long>(200e-6 / perCall)));
+    roundTime += perCall * static_cast<double>(warms.back() + batches.back());
+  }
+  const size_t rounds = static_cast<size_t>(std::clamp(
+      static_cast<long>(budget * static_cast<double>(contenders.size()) / roundTime), 9L, 1001L));
+  std::vector<std::vector<double>> times(contenders.size(), std::vector<double>(rounds));
+  for (size_t r = 0; r < rounds; ++r) {
     for (size_t i = 0; i < contenders.size(); ++i) {
       const Contender& c = contenders[i];
       if (c.select) c.select();
-      long warm = 0;
-      const double warmStart = Now();
-      do {
-        c.run();
-        ++warm;
-      } while (Now() - warmStart < 4e-3);
-      if (batches[i] == 0) {
-        const double perCall = (Now() - warmStart) / static_cast<double>(warm);
-        batches[i] = std::max(1L, static_cast<long>(200e-6 / perCall));
-      }
-      const double turnStart = Now();
-      do {
-        const double start = Now();
-        for (long k = 0; k < batches[i]; ++k) c.run();
-        times[i].push_back((Now() - start) / static_cast<double>(batches[i]));
-      } while (Now() - turnStart < turn);
+      for (long k = 0; k < warms[i]; ++k) c.run();
+      const double start = Now();
+      for (long k = 0; k < batches[i]; ++k) c.run();
+      times[i][r] = (Now() - start) / static_cast<double>(batches[i]);
     }
   }
   for (size_t i = 0; i < contenders.size(); ++i) {
-    std::vector<double>& t = times[i];
-    std::nth_element(t.begin(), t.begin() + static_cast<long>(t.size() / 2), t.end());
-    *contenders[i].ms = t[t.size() / 2] * 1e3;
+    std::nth_element(times[i].begin(), times[i].begin() + static_cast<long>(rounds / 2),
+                     times[i].end());
+    *contenders[i].ms = times[i][rounds / 2] * 1e3;
   }
 }
 
