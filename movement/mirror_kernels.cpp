@@ -159,12 +159,6 @@ inline void Reverse48(const Reverse48Masks& m, const uint8_t* s, uint8_t* d) {
 
 // One three-channel row, source forward into the row ending at dEnd.
 void FlipCopyRow_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-  if (width >= 32 && (ownWideForms() & kWideAvx2) != 0) {
-    y8::avx2::owniFlipCopyWide_8u_C3(s, dEnd, width);
-    return;
-  }
-#endif
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
   if (width >= 16) {
     const Reverse48Masks m = MakeReverse48Masks();
@@ -240,6 +234,13 @@ void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int
     pDst += (roiSize.height - 1) * dStep;
     dStep = -dStep;
   }
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  if (roiSize.width >= 32 && (ownWideForms() & kWideAvx2) != 0) {
+    y8::avx2::owniFlipCopyWide_8u_C3(pSrc, srcStep, pDst + rowBytes, dStep, roiSize.width,
+                                     roiSize.height);
+    return;
+  }
+#endif
   for (int32_t y = 0; y < roiSize.height; ++y, pSrc += srcStep, pDst += dStep) {
     FlipCopyRow_C3(pSrc, pDst + rowBytes, roiSize.width);
   }

@@ -14,9 +14,10 @@ NYX_IN_WIDE_FORMS(
     // at pDstEnd - 4 * x.
     void owniFlipWide_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd,
                             ptrdiff_t dstStep, int32_t width, int32_t height, int32_t nonTemporal);
-    // Three channels, one row of at least 32 pixels: source forward into the row ending at
-    // dEnd, reversed.
-    void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width);
+    // Three channels, `height` rows of at least 32 pixels: each source row forward into the
+    // destination row ending at pDstEnd, reversed; destination rows dstStep apart.
+    void owniFlipCopyWide_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd,
+                                ptrdiff_t dstStep, int32_t width, int32_t height);
     // Three channels in place, runs that share no byte: pixels from front exchanged with those
     // before backEnd, reversed, 32 a round while count allows; the pointers and count are left
     // at what remains (below 32 pixels).
