@@ -16,9 +16,22 @@
 #if NYX_LEVEL == NYX_LEVEL_SSE41
 #include "movement/wide_kernels.h"
 #endif
+#if defined(NYX_WIDE_avx2)
+#include "movement/swap_channels_avx2.h"
+#endif
 
 namespace nyx::NYX_TAG {
 namespace {
+
+// The SSE4.1 row has a 256-bit build of this file (swap_channels_avx2.cpp compiles it again with
+// AVX2): there the rows take 32-pixel steps, inlined, and the tables are set up once per call
+// however many rows there are. The SSE4.1 row's own objects hand it the whole region when the
+// processor allows.
+#if defined(NYX_WIDE_avx2)
+constexpr bool kWide = true;
+#else
+constexpr bool kWide = false;
+#endif
 
 constexpr uint8_t kZeroLane = 0x80;  // a shuffle index that yields a zero byte
 
@@ -109,7 +122,7 @@ void SwapBlocksC3(const uint8_t*& s, uint8_t*& d, int64_t blocks, const TablesC3
 // 8, by 4 and by single pixels. Each pixel is rebuilt from its own bytes, so the steps a row is
 // cut into do not show in its bytes.
 void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                             const TablesC3& k, [[maybe_unused]] bool wide) {
+                             const TablesC3& k) {
   auto single = [&] {
     d[0] = s[order[0]];
     d[1] = s[order[1]];
@@ -120,10 +133,10 @@ void owniSwapChannels_8u_C3R(const uint8_t* s, uint8_t* d, int64_t width, const 
   };
   if (width >= 16) {
     while (!IsAligned(d, 8)) single();
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-    if (wide && width >= 32) {
+#if defined(NYX_WIDE_avx2)
+    if (width >= 32) {
       const int64_t pairs = width / 32;
-      y8::avx2::owniSwapWide_8u_C3R(s, d, pairs, reinterpret_cast<const uint8_t*>(&k));
+      owniSwapWide_8u_C3R(s, d, pairs, reinterpret_cast<const uint8_t*>(&k));
       s += pairs * 96;
       d += pairs * 96;
       width -= pairs * 32;
@@ -235,9 +248,8 @@ TablesC4C3 BuildTablesC4C3(const int32_t* order) {
 void owniSwap_8u_C4C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                        ImageSize roi, const int32_t* order) {
   const TablesC4C3 k = BuildTablesC4C3(order);
-#if NYX_LEVEL == NYX_LEVEL_SSE41
+#if defined(NYX_WIDE_avx2)
   // The 256-bit form packs each lane's four pixels with the first table alone.
-  const bool wide = (ownWideForms() & kWideAvx2) != 0;
   alignas(16) uint8_t tableBytes[16];
   _mm_store_si128(reinterpret_cast<__m128i*>(tableBytes), k.t[0][0]);
 #endif
@@ -249,10 +261,10 @@ void owniSwap_8u_C4C3R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
     const uint8_t* s = pSrc;
     uint8_t* d = pDst;
     int64_t width = run.width;
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-    if (wide && width >= 32) {
+#if defined(NYX_WIDE_avx2)
+    if (width >= 32) {
       const int64_t runs = width / 32;
-      y8::avx2::owniSwapWide_8u_C4C3R(s, d, runs, tableBytes);
+      owniSwapWide_8u_C4C3R(s, d, runs, tableBytes);
       s += runs * 128;
       d += runs * 96;
       width -= runs * 32;
@@ -304,10 +316,10 @@ template <bool kKeep>
 void SwapRowC3C4(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order, int special,
                  uint8_t value, __m128i table, __m128i fill, __m128i keep,
                  [[maybe_unused]] const uint8_t* wideTables) {
-#if NYX_LEVEL == NYX_LEVEL_SSE41
+#if defined(NYX_WIDE_avx2)
   if (wideTables != nullptr && width >= 32) {
     const int64_t runs = width / 32;
-    y8::avx2::owniSwapWide_8u_C3C4R(s, d, runs, wideTables, kKeep);
+    owniSwapWide_8u_C3C4R(s, d, runs, wideTables, kKeep);
     s += runs * 96;
     d += runs * 128;
     width -= runs * 32;
@@ -360,11 +372,7 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
     run = {run.width * run.height, 1};
   }
   const bool reachesBack = order[3] < 0;
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-  const uint8_t* wide = (ownWideForms() & kWideAvx2) != 0 ? tables : nullptr;
-#else
-  const uint8_t* wide = nullptr;
-#endif
+  const uint8_t* wide = kWide ? tables : nullptr;
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
     if (reachesBack) {
       if (keep) {
@@ -384,32 +392,41 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
 
 // ---- the region functions of these levels ----------------------------------------------------
 
+// In the SSE4.1 row's own objects, the whole region goes to the row's 256-bit build when the
+// processor allows.
+#if NYX_LEVEL == NYX_LEVEL_SSE41 && !defined(NYX_WIDE_avx2)
+#define NYX_SWAP_HAND_TO_WIDE(call)        \
+  if ((ownWideForms() & kWideAvx2) != 0) { \
+    y8::avx2::call;                        \
+    return;                                \
+  }
+#else
+#define NYX_SWAP_HAND_TO_WIDE(call)
+#endif
+
 void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, RowRun run,
                    const int32_t* order) {
+  NYX_SWAP_HAND_TO_WIDE(
+      owniSwapRegionWide_C3(pSrc, srcStep, pDst, dstStep, run.width, run.height, order))
   const TablesC3 tables = BuildTablesC3(order);
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-  const bool wide = (ownWideForms() & kWideAvx2) != 0;
-#else
-  const bool wide = false;
-#endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
-    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables, wide);
+    owniSwapChannels_8u_C3R(pSrc, pDst, run.width, order, tables);
   }
 }
 
 void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                     RowRun run, const int32_t* order) {
+  NYX_SWAP_HAND_TO_WIDE(
+      owniSwapRegionWide_AC4(pSrc, srcStep, pDst, dstStep, run.width, run.height, order))
   const __m128i table = BuildTableAC4(order);
   const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-  if ((ownWideForms() & kWideAvx2) != 0) {
-    alignas(16) uint8_t tableBytes[16];
-    _mm_store_si128(reinterpret_cast<__m128i*>(tableBytes), table);
-    for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
-      y8::avx2::owniSwapWide_8u_AC4R(pSrc, pDst, run.width, order, tableBytes);
-    }
-    return;
+#if defined(NYX_WIDE_avx2)
+  alignas(16) uint8_t tableBytes[16];
+  _mm_store_si128(reinterpret_cast<__m128i*>(tableBytes), table);
+  for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
+    owniSwapWide_8u_AC4R(pSrc, pDst, run.width, order, tableBytes);
   }
+  return;
 #endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
     owniSwapChannels_8u_AC4R(pSrc, pDst, run.width, order, table, alpha);
@@ -418,6 +435,7 @@ void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t
 
 void SwapRegion_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                      ImageSize roi, const int32_t* order) {
+  NYX_SWAP_HAND_TO_WIDE(owniSwapRegionWide_C4C3(pSrc, srcStep, pDst, dstStep, roi, order))
   owniSwap_8u_C4C3R(pSrc, srcStep, pDst, dstStep, roi, order);
 }
 
@@ -425,6 +443,7 @@ void SwapRegion_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_
 // (several such channels, or none) takes the generic loop.
 void SwapRegion_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                      ImageSize roi, const int32_t* order, uint8_t val) {
+  NYX_SWAP_HAND_TO_WIDE(owniSwapRegionWide_C3C4(pSrc, srcStep, pDst, dstStep, roi, order, val))
   int above = 0, special = 0;
   for (int c = 0; c < 4; ++c) {
     if (order[c] > 2) ++above, special = c;
@@ -436,6 +455,8 @@ void SwapRegion_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_
   const uint16_t fill = order[special] == 3 ? uint16_t{val} : uint16_t{256};
   owniSwap_8u_C3C4R(pSrc, srcStep, pDst, dstStep, roi, order, fill);
 }
+
+#undef NYX_SWAP_HAND_TO_WIDE
 
 }  // namespace
 }  // namespace nyx::NYX_TAG

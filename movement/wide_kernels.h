@@ -26,21 +26,18 @@ NYX_IN_WIDE_FORMS(
     // pBackEnd - 4 * x, for x below count; overlapping runs go pixel by pixel in that order.
     // The lines `ahead` bytes on from both runs are prefetched as they go.
     void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead);
-    // AC4 reordering of one row: channels 0..2 of each pixel from its bytes table[0..15]
-    // (the 128-bit shuffle table of four pixels, alpha lanes selecting zero); the alpha byte is
-    // never changed.
-    void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                              const uint8_t table[16]);
-    // C3 reordering of `pairs` runs of 32 pixels: tables holds the nine 16-byte shuffle tables
-    // of the 16-pixel block, output vector j from input vector s at byte 48 * j + 16 * s.
-    void owniSwapWide_8u_C3R(const uint8_t* s, uint8_t* d, int64_t pairs, const uint8_t* tables);
-    // C3 to C4 reordering of `runs` runs of 32 pixels with one channel filled or kept: tables
-    // holds the 16-byte shuffle, fill and keep vectors of four pixels, in that order.
-    void owniSwapWide_8u_C3C4R(const uint8_t* s, uint8_t* d, int64_t runs, const uint8_t* tables,
-                               bool keep);
-    // C4 to C3 reordering of `runs` runs of 32 pixels: table is the 16-byte shuffle that
-    // packs four pixels into the first twelve bytes.
-    void owniSwapWide_8u_C4C3R(const uint8_t* s, uint8_t* d, int64_t runs,
-                               const uint8_t table[16]);)
+    // Channel reordering, a whole region in the SSE4.1 row's 256-bit build: the row's region
+    // functions with their steps of 32 pixels inlined. C3 and AC4 rows are `width` pixels (a
+    // merged region is one row); the others merge rows themselves.
+    void owniSwapRegionWide_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                               int64_t width, int32_t height, const int32_t* order);
+    void owniSwapRegionWide_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                int32_t dstStep, int64_t width, int32_t height,
+                                const int32_t* order);
+    void owniSwapRegionWide_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                 int32_t dstStep, ImageSize roi, const int32_t* order);
+    void owniSwapRegionWide_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst,
+                                 int32_t dstStep, ImageSize roi, const int32_t* order,
+                                 uint8_t val);)
 
 #endif  // NYX_MOVEMENT_WIDE_KERNELS_H
