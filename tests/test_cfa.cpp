@@ -100,16 +100,15 @@ void Check(const Mosaic<T>& m, ImageRect rect, bool up, std::mt19937& rng) {
   }
   const T* s = src.data() + 1 + (up ? static_cast<ptrdiff_t>(m.h - 1) * ss : 0);
   const int32_t bytes = sizeof(T), sStep = (up ? -ss : ss) * bytes, dStep = (up ? -ds : ds) * bytes;
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row& row) {
     std::vector<T> dst = initial;
     T* d = dst.data() + 7 + (up ? static_cast<ptrdiff_t>(ch - 1) * ds : 0);
     ASSERT_EQ(Reconstruct(s, rect, {m.w, m.h}, sStep, d, dStep, m.grid, row.index * 7 - 3),
               StatusOk);
-    ASSERT_TRUE(dst == want) << RowName(row) << " " << kGridNames[m.grid] << " " << m.w << "x"
-                             << m.h << " rect " << rect.x << "," << rect.y << " " << rect.width
-                             << "x" << rect.height << (up ? " bottom-up" : "");
-  }
+    ASSERT_TRUE(dst == want) << kGridNames[m.grid] << " " << m.w << "x" << m.h << " rect " << rect.x
+                             << "," << rect.y << " " << rect.width << "x" << rect.height
+                             << (up ? " bottom-up" : "");
+  });
 }
 
 template <class T>

@@ -37,8 +37,7 @@ Image Alpha(int w, int h) {
 }
 
 TEST(ImagePatterns, ZonePlateIsExactAndSymmetric) {
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     // A region wider than high still divides by the height alone.
     for (const auto& [w, h] : {std::pair{1, 1}, {64, 48}, {33, 33}, {200, 3}}) {
       Image image = Alpha(w, h);
@@ -58,7 +57,7 @@ TEST(ImagePatterns, ZonePlateIsExactAndSymmetric) {
         EXPECT_EQ(image.Pixel(0, 0)[0], 127);  // angle 0: trunc(127.99999)
       }
     }
-  }
+  });
 }
 
 TEST(ImagePatterns, RampRulesInSinglePrecision) {
@@ -77,13 +76,12 @@ TEST(ImagePatterns, RampRulesInSinglePrecision) {
                         {-1.0f, 0.0f, 1, 0, 0, 0},
                         {NAN, 1.0f, 0, 100, 1, 0},
                         {3.25f, 1.5f, 1, 0, 100, 153}};
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     for (const Case& c : cases) {
       Image image = Alpha(300, 290);
       const Status status =
           ImageRamp_8u_AC4R(image.Data(), image.Step(), {300, 290}, c.offset, c.slope, c.axis);
-      EXPECT_EQ(image.Pixel(c.x, c.y)[1], c.want) << c.offset << " row " << row.tag;
+      EXPECT_EQ(image.Pixel(c.x, c.y)[1], c.want) << c.offset;
       ExpectGrey(image, status, [&](int x, int y) -> uint8_t {
         volatile float product = static_cast<float>(c.axis == 0   ? x
                                                     : c.axis == 1 ? y
@@ -93,7 +91,7 @@ TEST(ImagePatterns, RampRulesInSinglePrecision) {
         return v >= 254.5f ? 255 : !(v >= 0.0f) ? 0 : static_cast<uint8_t>(v + 0.5f);
       });
     }
-  }
+  });
 }
 
 }  // namespace

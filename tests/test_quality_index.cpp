@@ -101,12 +101,10 @@ TEST(QualityIndex, EveryRowFollowsItsOwnOrder) {
         }
         const Outcome generic = Model(a, b, l, false), simd = Model(a, b, l, true);
         for (int c = 0; c < l.channels; ++c) differing += generic.bits[c] != simd.bits[c];
-        for (const Row& row : RunnableRows()) {
-          ScopedRow scoped(row);
+        ForEachRow([&](const Row& row) {
           const Outcome got = Compare(l, a, b), &want = row.index == 0 ? generic : simd;
-          const auto what = testing::Message()
-                            << l.pixelBytes << " bytes " << size.width << "x" << size.height
-                            << " kind " << kind << " row " << RowName(row);
+          const auto what = testing::Message() << l.pixelBytes << " bytes " << size.width << "x"
+                                               << size.height << " kind " << kind;
           ASSERT_EQ(got.status, want.status) << what;
           for (int c = 0; c < 3; ++c) ASSERT_EQ(got.bits[c], want.bits[c]) << what << " ch " << c;
           ASSERT_TRUE(a.CanariesIntact() && b.CanariesIntact()) << what;
@@ -119,7 +117,7 @@ TEST(QualityIndex, EveryRowFollowsItsOwnOrder) {
           if (kind >= 2 || size.width * size.height == 1) {
             ASSERT_TRUE(got.status == StatusZeroDenominator && got.bits[0] == 0xFFC00000u) << what;
           }
-        }
+        });
       }
     }
   }
