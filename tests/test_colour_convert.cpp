@@ -52,6 +52,9 @@ bool Is709(Chroma k) {
   return k == kMy709AC4 || k == kMy709C3;
 }
 
+// Lane luma weights of red, green and blue, and the rounding term.
+const int kLuma709[4] = {6980, 23429, 2359, 64}, kLuma601[4] = {8422, 16515, 3212, 2112};
+
 // One row of w pixels; `simd` applies the lane form to the kernel's vector part.
 void ModelTo422(const To422& k, bool simd, const uint8_t* s, uint8_t* d, int w) {
   const bool c709 = Is709(k.kind), yFirst = k.kind == kOwn601;
@@ -65,16 +68,12 @@ void ModelTo422(const To422& k, bool simd, const uint8_t* s, uint8_t* d, int w) 
     int y[2], cb, cr;
     const int b = p[0] + q[0], g = p[1] + q[1], r = p[2] + q[2];
     if (x < vec) {
+      const int* l = c709 ? kLuma709 : kLuma601;
       for (int i = 0; i < 2; ++i) {
         const uint8_t* o = i ? q : p;
-        y[i] = c709 ? AddU(AddU(AddU(HiU(o[2] << 8, 6980), HiU(o[1] << 8, 23429)),
-                                HiU(o[0] << 8, 2359)),
-                           64) >>
-                          7
-                    : AddU(AddU(AddU(HiU(o[2] << 8, 8422), HiU(o[1] << 8, 16515)),
-                                HiU(o[0] << 8, 3212)),
-                           2112) >>
-                          7;
+        y[i] = AddU(AddU(AddU(HiU(o[2] << 8, l[0]), HiU(o[1] << 8, l[1])), HiU(o[0] << 8, l[2])),
+                    l[3]) >>
+               7;
       }
       if (k.kind == kMy601) {
         cb = (HiS(64 * r, -9699) + HiS(64 * g, -19071) + HiS(64 * b, 28770) + 16448) >> 7;
@@ -83,16 +82,16 @@ void ModelTo422(const To422& k, bool simd, const uint8_t* s, uint8_t* d, int w) 
         cb = (HiS(64 * r, -3834) + HiS(64 * g, -12911) + HiS(64 * b, 16744) + 8224) >> 6;
         cr = (HiS(64 * r, 16744) + HiS(64 * g, -15204) + HiS(64 * b, -1540) + 8224) >> 6;
       } else {
-        const int m = k.kind == kOwn601 ? 32 : 64, big = k.kind == kOwn601 ? 28770 : 16744;
-        const int wr[2] = {k.kind == kOwn601 ? 9699 : 3834, k.kind == kOwn601 ? 4653 : 1540};
-        const int wg[2] = {k.kind == kOwn601 ? 19071 : 12911, k.kind == kOwn601 ? 24117 : 15204};
-        const int add = k.kind == kOwn601 ? 8200 : 8224;
-        cb = uint16_t(AddT(int16_t(HiU(m * b, big) - AddU(HiU(m * r, wr[0]), HiU(m * g, wg[0]))),
-                           add)) >>
-             6;
-        cr = uint16_t(AddT(int16_t(HiU(m * r, big) - AddU(HiU(m * g, wg[1]), HiU(m * b, wr[1]))),
-                           add)) >>
-             6;
+        // Unsigned lanes: the big weight's product less the two others', then the rounding.
+        const bool o = k.kind == kOwn601;
+        const int m = o ? 32 : 64, big = o ? 28770 : 16744, add = o ? 8200 : 8224;
+        const auto lane = [&](int main, int u, int wu, int v, int wv) {
+          return uint16_t(AddT(int16_t(HiU(m * main, big) - AddU(HiU(m * u, wu), HiU(m * v, wv))),
+                               add)) >>
+                 6;
+        };
+        cb = lane(b, r, o ? 9699 : 3834, g, o ? 19071 : 12911);
+        cr = lane(r, g, o ? 24117 : 15204, b, o ? 4653 : 1540);
       }
       // Chroma and luma ORed into one word, then (709) every byte cut to 1..254.
       const int words[2] = {yFirst ? (y[0] | cb << 8) : ((cb & 0xFFFF) | y[0] << 8),
