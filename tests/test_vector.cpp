@@ -58,18 +58,12 @@ float Mixed(std::mt19937& rng) {
 using nyx::test::FloatModel;
 using nyx::test::GenericNorm;
 
-std::vector<int> Lengths() {
-  std::vector<int> lengths{255, 1000, 4099};
-  for (int n = 1; n <= 70; ++n) lengths.push_back(n);
-  return lengths;
-}
-
 TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
   std::mt19937 rng(7);
   nyx::test::ForEachRow(kLevels, [&](const Level& level) {
     const int acc = level.simd ? 4 : 2;
     int caught[3] = {};  // misses of a slipped dot fold, a plain loop, a slipped norm fold
-    for (int len : Lengths()) {
+    for (int len : nyx::test::SweepWidths()) {
       for (int m = 0; m < 16; ++m) {
         Floats a(len, m / 4), b(len, m % 4);
         float dp = kCanary, norm = kCanary, plain = 0.0f;
@@ -98,7 +92,7 @@ TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
 TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
   std::mt19937 rng(3);
   nyx::test::ForEachRow(kLevels, [&](const Level& level) {
-    for (int len : Lengths()) {
+    for (int len : nyx::test::SweepWidths()) {
       for (int m = 0; m < 4; ++m) {
         std::vector<uint8_t> bytes(len + m);
         for (auto& v : bytes) v = static_cast<uint8_t>(rng());
