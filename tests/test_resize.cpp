@@ -459,40 +459,28 @@ TEST(Resize, ChecksInOrderAndTheRectangle) {
   const std::vector<uint8_t> dst0 = dst, scratch0 = scratch;
   const ImageSize ss{64, 64};
   const ImageRect r{0, 0, 64, 64};
-  struct Bad {
-    const uint8_t* s;
-    ImageSize size;
-    ImageRect sr, dr;
-    double fx, fy, shx;
-    int32_t sel;
-    uint8_t* buf;
-    Status want;
-  };
   uint8_t* b = scratch.data();
   const uint8_t* s = src.data();
-  const Bad bad[] = {
-      {s, ss, r, r, 0, 1, 0, 2, nullptr, StatusNullPointer},
-      {nullptr, {0, 0}, r, r, 1, 1, 0, 2, b, StatusNullPointer},
-      {s, {64, 0}, r, r, 0, 1, 0, 99, b, StatusBadSize},
-      {s, ss, {-1, 0, 4, 4}, r, 1, 1, 0, 2, b, StatusBadSize},
-      {s, ss, r, {0, 0, 0, 4}, 1, 1, 0, 2, b, StatusBadSize},
-      {s, ss, r, r, 0, 1, 0, 99, b, StatusBadResizeFactor},
-      {s, ss, r, r, 1, -1, 0, 2, b, StatusBadResizeFactor},
-      {s, ss, r, r, 1, 1, 0, 3, b, StatusBadInterpolation},
-      {s, ss, r, r, 1, 1, 0, int32_t(0xC0000002u), b, StatusBadInterpolation},
-      {s, ss, r, r, 1, 0.5, 0, 8, b, StatusBadResizeFactor},
-      {s, ss, {64, 0, 4, 4}, r, 1, 1, 0, 2, b, StatusNoOverlap},
-      {s, ss, r, r, 1, 1, 70, 2, b, StatusEmptyResult},
-  };
-  for (const Bad& k : bad) {
+  const auto check = [&](Status want, const uint8_t* p, ImageSize size, ImageRect sr, ImageRect dr,
+                         double fx, double fy, double shx, int32_t sel, uint8_t* buf) {
     for (const Layout& lay : kLayouts) {
       ForEachRow([&](const Row&) {
-        EXPECT_EQ(lay.fn(k.s, k.size, 256, k.sr, dst.data(), 256, k.dr, k.fx, k.fy, k.shx, 0, k.sel,
-                         k.buf),
-                  k.want);
+        EXPECT_EQ(lay.fn(p, size, 256, sr, dst.data(), 256, dr, fx, fy, shx, 0, sel, buf), want);
       });
     }
-  }
+  };
+  check(StatusNullPointer, s, ss, r, r, 0, 1, 0, 2, nullptr);
+  check(StatusNullPointer, nullptr, {0, 0}, r, r, 1, 1, 0, 2, b);
+  check(StatusBadSize, s, {64, 0}, r, r, 0, 1, 0, 99, b);
+  check(StatusBadSize, s, ss, {-1, 0, 4, 4}, r, 1, 1, 0, 2, b);
+  check(StatusBadSize, s, ss, r, {0, 0, 0, 4}, 1, 1, 0, 2, b);
+  check(StatusBadResizeFactor, s, ss, r, r, 0, 1, 0, 99, b);
+  check(StatusBadResizeFactor, s, ss, r, r, 1, -1, 0, 2, b);
+  check(StatusBadInterpolation, s, ss, r, r, 1, 1, 0, 3, b);
+  check(StatusBadInterpolation, s, ss, r, r, 1, 1, 0, int32_t(0xC0000002u), b);
+  check(StatusBadResizeFactor, s, ss, r, r, 1, 0.5, 0, 8, b);
+  check(StatusNoOverlap, s, ss, {64, 0, 4, 4}, r, 1, 1, 0, 2, b);
+  check(StatusEmptyResult, s, ss, r, r, 1, 1, 70, 2, b);
   EXPECT_EQ(dst, dst0);
   EXPECT_EQ(scratch, scratch0);
   // A not-a-number factor passes the factor check.

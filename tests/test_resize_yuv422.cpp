@@ -311,51 +311,39 @@ TEST(ResizeYUV422, ChecksRunInOrderAndWriteNothing) {
   uint8_t src[64] = {}, dst[64];
   const ImageSize s8{8, 4};
   const ImageRect r8{0, 0, 8, 4};
-  struct Bad {
-    const uint8_t* src;
-    uint8_t* dst;
-    ImageSize size;
-    ImageRect roi;
-    ImageSize limit;
-    double xf, yf;
-    int sel;
-    Status want;
-  } cases[] = {
-      {nullptr, dst, {0, 0}, r8, s8, 1, 1, 3, StatusNullPointer},
-      {src, nullptr, s8, r8, s8, 1, 1, 1, StatusNullPointer},
-      {src, dst, {8, 0}, r8, {0, 0}, 0, 0, 3, StatusBadSize},
-      {src, dst, s8, {-2, 0, 8, 4}, s8, 1, 1, 1, StatusBadSize},
-      {src, dst, s8, {0, 0, 8, 0}, s8, 1, 1, 1, StatusBadSize},
-      {src, dst, s8, {8, 0, 8, 4}, {0, 0}, 0, 0, 3, StatusNoOverlap},
-      {src, dst, s8, {0, 4, 8, 4}, s8, 1, 1, 1, StatusNoOverlap},
-      {src, dst, {7, 4}, r8, s8, 0, 1, 3, StatusBadSize},
-      {src, dst, s8, {0, 0, 5, 4}, s8, 1, 1, 1, StatusBadSize},
-      {src, dst, s8, {1, 0, 6, 4}, s8, 1, 1, 1, StatusBadSize},
-      {src, dst, s8, r8, {1, 4}, 0, 1, 3, StatusBadSize},
-      {src, dst, s8, r8, {8, 0}, 1, 1, 1, StatusBadSize},
-      {src, dst, s8, r8, s8, 0, 1, 3, StatusBadResizeFactor},
-      {src, dst, s8, r8, s8, 1, -1, 3, StatusBadResizeFactor},
-      {src, dst, s8, r8, s8, NAN, 1, 1, StatusBadResizeFactor},
-      {src, dst, s8, r8, s8, 1, 1, 3, StatusBadInterpolation},
-      {src, dst, s8, r8, s8, 1, 1, 16, StatusBadInterpolation},
-      {src, dst, s8, r8, s8, 1, 1, 0x40000002, StatusBadInterpolation},
-      // Empty below 1.5 columns or half a row; super's factor limit comes after those.
-      {src, dst, s8, r8, s8, 0.18, 1, 1, StatusEmptyResize},
-      {src, dst, s8, r8, s8, 1, 0.12, 8, StatusEmptyResize},
-      {src, dst, s8, r8, s8, 0.18, 1.5, 8, StatusEmptyResize},
-      {src, dst, s8, r8, s8, 1.5, 1, 8, StatusBadResizeFactor},
-      {src, dst, s8, r8, s8, 1, 1.01, 8, StatusBadResizeFactor},
-  };
-  ForEachRow([&](const Row&) {
-    for (const Bad& b : cases) {
+  // Each check at every row; a refused call writes nothing.
+  const auto check = [&](Status want, const uint8_t* s, uint8_t* d, ImageSize size, ImageRect roi,
+                         ImageSize limit, double xf, double yf, int sel) {
+    ForEachRow([&](const Row&) {
       std::fill(std::begin(dst), std::end(dst), 0x5A);
-      EXPECT_EQ(
-          nyxiResizeYUV422_8u_C2R(b.src, b.size, 16, b.roi, b.dst, 16, b.limit, b.xf, b.yf, b.sel),
-          b.want)
-          << "case " << (&b - cases);
+      EXPECT_EQ(nyxiResizeYUV422_8u_C2R(s, size, 16, roi, d, 16, limit, xf, yf, sel), want);
       for (uint8_t v : dst) ASSERT_EQ(v, 0x5A);
-    }
-  });
+    });
+  };
+  check(StatusNullPointer, nullptr, dst, {0, 0}, r8, s8, 1, 1, 3);
+  check(StatusNullPointer, src, nullptr, s8, r8, s8, 1, 1, 1);
+  check(StatusBadSize, src, dst, {8, 0}, r8, {0, 0}, 0, 0, 3);
+  check(StatusBadSize, src, dst, s8, {-2, 0, 8, 4}, s8, 1, 1, 1);
+  check(StatusBadSize, src, dst, s8, {0, 0, 8, 0}, s8, 1, 1, 1);
+  check(StatusNoOverlap, src, dst, s8, {8, 0, 8, 4}, {0, 0}, 0, 0, 3);
+  check(StatusNoOverlap, src, dst, s8, {0, 4, 8, 4}, s8, 1, 1, 1);
+  check(StatusBadSize, src, dst, {7, 4}, r8, s8, 0, 1, 3);
+  check(StatusBadSize, src, dst, s8, {0, 0, 5, 4}, s8, 1, 1, 1);
+  check(StatusBadSize, src, dst, s8, {1, 0, 6, 4}, s8, 1, 1, 1);
+  check(StatusBadSize, src, dst, s8, r8, {1, 4}, 0, 1, 3);
+  check(StatusBadSize, src, dst, s8, r8, {8, 0}, 1, 1, 1);
+  check(StatusBadResizeFactor, src, dst, s8, r8, s8, 0, 1, 3);
+  check(StatusBadResizeFactor, src, dst, s8, r8, s8, 1, -1, 3);
+  check(StatusBadResizeFactor, src, dst, s8, r8, s8, NAN, 1, 1);
+  check(StatusBadInterpolation, src, dst, s8, r8, s8, 1, 1, 3);
+  check(StatusBadInterpolation, src, dst, s8, r8, s8, 1, 1, 16);
+  check(StatusBadInterpolation, src, dst, s8, r8, s8, 1, 1, 0x40000002);
+  // Empty below 1.5 columns or half a row; super's factor limit comes after those.
+  check(StatusEmptyResize, src, dst, s8, r8, s8, 0.18, 1, 1);
+  check(StatusEmptyResize, src, dst, s8, r8, s8, 1, 0.12, 8);
+  check(StatusEmptyResize, src, dst, s8, r8, s8, 0.18, 1.5, 8);
+  check(StatusBadResizeFactor, src, dst, s8, r8, s8, 1.5, 1, 8);
+  check(StatusBadResizeFactor, src, dst, s8, r8, s8, 1, 1.01, 8);
   // Just above each threshold the call succeeds: 1.5 columns give two, half a row gives one.
   EXPECT_EQ(nyxiResizeYUV422_8u_C2R(src, s8, 16, r8, dst, 16, s8, 0.1875, 0.125, 2), StatusOk);
 }
