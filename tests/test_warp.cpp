@@ -155,6 +155,11 @@ void LevelCubic(const Picture& s, uint8_t* d, float x, float y) {
   }
 }
 
+// 1 where the quadrangle's corners turn one way, 0 the other.
+int Orientation(const double* q) {
+  return (q[6] - q[4]) * (q[1] - q[7]) - (q[0] - q[6]) * (q[7] - q[5]) > 0;
+}
+
 // The smoothing pass over the clipped quadrangle's slanted edges.
 void SmoothModel(Picture& d, const double* quad, const ImageRect& r, int orientation) {
   WarpVertex poly[kWarpMaxVertices], scratch[kWarpMaxVertices];
@@ -210,8 +215,7 @@ void Model(bool level, const Picture& s, Picture& d, const Case& k, int32_t inte
       c[4] * c[8] - c[7] * c[5], c[7] * c[2] - c[1] * c[8], c[1] * c[5] - c[4] * c[2],
       c[6] * c[5] - c[3] * c[8], c[0] * c[8] - c[6] * c[2], c[3] * c[2] - c[0] * c[5],
       c[3] * c[7] - c[6] * c[4], c[6] * c[1] - c[0] * c[7], c[0] * c[4] - c[3] * c[1]};
-  const int orientation =
-      (quad[6] - quad[4]) * (quad[1] - quad[7]) - (quad[0] - quad[6]) * (quad[7] - quad[5]) > 0;
+  const int orientation = Orientation(quad);
   const ImageRect& r = k.dstRect;
   int32_t* spans = nullptr;
   int32_t yFirst = 0, yLast = 0;
@@ -322,10 +326,7 @@ TEST(WarpChecks, RunInOrderAndWriteNothing) {
   const std::vector<uint8_t> before = d.bytes;
   const ImageRect r{0, 0, 10, 8};
   const double id[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-  auto call = [&](const uint8_t* src, ImageSize ss, int32_t sst, ImageRect sr, uint8_t* dst,
-                  int32_t dst_step, ImageRect dr, const double* c, int32_t sel) {
-    return nyxiWarpPerspective_8u_C4R(src, ss, sst, sr, dst, dst_step, dr, c, sel);
-  };
+  const auto call = nyxiWarpPerspective_8u_C4R;
   uint8_t* D = d.bytes.data();
   const uint8_t* S = s.bytes.data();
   const double singular[9] = {1, 2, 0, 2, 4.00000000001, 0, 0, 0, 1};
@@ -369,25 +370,28 @@ TEST(WarpChecks, RunInOrderAndWriteNothing) {
 
 // ---- Clipper and table --------------------------------------------------------------------------
 
-// First and last pixel of each row for a quadrangle clipped to a rectangle.
-std::vector<int32_t> Spans(const double* quad, ImageRect r, int32_t* yFirst) {
-  const int orientation =
-      (quad[6] - quad[4]) * (quad[1] - quad[7]) - (quad[0] - quad[6]) * (quad[7] - quad[5]) > 0;
+// First and last pixel of each row for a quadrangle clipped to a rectangle; a row without a
+// pixel as {1, 0}.
+using Spans = std::vector<std::pair<int, int>>;
+Spans Clip(const double* quad, ImageRect r, int32_t* yFirst) {
   int32_t* table = nullptr;
   int32_t yLast = 0;
-  if (mx::ownpi_ClipQuad(quad, r.x, r.y, r.x + r.width - 1, r.y + r.height - 1, orientation, &table,
-                         yFirst, &yLast) == 0) {
+  if (mx::ownpi_ClipQuad(quad, r.x, r.y, r.x + r.width - 1, r.y + r.height - 1, Orientation(quad),
+                         &table, yFirst, &yLast) == 0) {
     return {};
   }
-  std::vector<int32_t> out(table, table + 2 * (yLast - *yFirst + 1));
+  Spans out;
+  for (int32_t i = 0; i < 2 * (yLast - *yFirst + 1); i += 2) {
+    out.push_back(table[i] > table[i + 1] ? std::pair{1, 0} : std::pair{table[i], table[i + 1]});
+  }
   mx::nyxsFree(table);
   return out;
 }
 
 // Pixel centres inside a convex quadrangle or on its edges, row by row, in exact arithmetic
 // (coordinates in halves); rows without a pixel are empty on both sides.
-std::vector<std::pair<int, int>> Brute(const double* q, ImageRect r, int y0, int rows) {
-  std::vector<std::pair<int, int>> out;
+Spans Brute(const double* q, ImageRect r, int y0, int rows) {
+  Spans out;
   for (int y = y0; y < y0 + rows; ++y) {
     int first = 1, last = 0;
     for (int x = r.x; x < r.x + r.width; ++x) {
@@ -408,23 +412,13 @@ std::vector<std::pair<int, int>> Brute(const double* q, ImageRect r, int y0, int
   return out;
 }
 
-std::vector<std::pair<int, int>> Pairs(const std::vector<int32_t>& spans) {
-  std::vector<std::pair<int, int>> out;
-  for (size_t i = 0; i < spans.size(); i += 2) {
-    out.push_back(spans[i] > spans[i + 1] ? std::pair{1, 0} : std::pair{spans[i], spans[i + 1]});
-  }
-  return out;
-}
-
 TEST(WarpClip, SpansHoldThePixelCentresInside) {
   int32_t y0 = 0;
   const ImageRect r{0, 0, 20, 16};
   // Left edge at 7, within 1e-14 past 7, and clearly past 7.
   for (const auto& [left, first] : {std::pair{7.0, 7}, {7.000000000000002, 7}, {7.00000001, 8}}) {
     const double quad[8] = {left, 2, 12.5, 2, 12.5, 5, left, 5};
-    EXPECT_EQ(Spans(quad, r, &y0),
-              (std::vector<int32_t>{first, 12, first, 12, first, 12, first, 12}))
-        << left;
+    EXPECT_EQ(Clip(quad, r, &y0), Spans(4, {first, 12})) << left;
     EXPECT_EQ(y0, 2);
   }
   // Both orientations; clipped on every side; a flat top; meeting the rectangle in one corner
@@ -435,13 +429,13 @@ TEST(WarpClip, SpansHoldThePixelCentresInside) {
       {0.5, 0.5, 9.5, 3, 4.5, 12.5, 1, 7.5}, {-3, -1, 0, 0, -1, 3, -4, 2},
       {5, 0, 19.5, 7, 12, 15, 4.5, 9.5}};
   for (const auto& q : quads) {
-    const std::vector<int32_t> spans = Spans(q, r, &y0);
+    const Spans spans = Clip(q, r, &y0);
     ASSERT_FALSE(spans.empty());
-    EXPECT_EQ(Pairs(spans), Brute(q, r, y0, static_cast<int>(spans.size() / 2))) << q[0];
+    EXPECT_EQ(spans, Brute(q, r, y0, static_cast<int>(spans.size()))) << q[0];
   }
   // Between pixel centres: nothing.
   const double between[8] = {3.2, 1.1, 3.8, 1.1, 3.8, 6, 3.2, 6};
-  EXPECT_TRUE(Spans(between, r, &y0).empty());
+  EXPECT_TRUE(Clip(between, r, &y0).empty());
 }
 
 // Each level's table against the rule the model computes its weights by, and a few rows stated
