@@ -4,7 +4,8 @@
 // Every entry of kEntries below is timed at 1920x1080 and at 64x64 (where per-call overhead
 // shows), on the generic row and on the row nyxStaticInit picks, next to the nearest OpenCV
 // (single thread) and libyuv operation and a memcpy of (bytes read + bytes written) / 2. Each
-// figure is the median of many timed batches after a warm-up, in milliseconds per call.
+// figure is the median of many timed batches after a warm-up, in milliseconds per call; the
+// columns of a line take turns batch by batch, so that they share the machine's noisy spells.
 //
 //   nyx_bench [--ms=N] [--row=R] [--width=B] [--wall] [filter...]
 //
@@ -26,6 +27,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -478,31 +480,55 @@ double Now() {
   return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
-// Median milliseconds per call of `run`. After a warm-up of about a tenth of the budget, calls
-// are timed in batches of at least 200 us, and as many batches as fit in the budget, at least
-// 9, give the median.
-template <class Run>
-double MedianMs(Run&& run, double budgetMs) {
-  const double budget = budgetMs * 1e-3;
-  long warm = 0;
-  const double warmStart = Now();
-  do {
-    run();
-    ++warm;
-  } while (warm < 2 || Now() - warmStart < budget * 0.1);
-  const double perCall = (Now() - warmStart) / static_cast<double>(warm);
+// One contender of a line: what selects its row (or nothing), what it runs, and where its median
+// goes.
+struct Contender {
+  std::function<void()> select;
+  std::function<void()> run;
+  double* ms;
+};
 
-  const long batch = std::max(1L, static_cast<long>(200e-6 / perCall));
-  const long samples =
-      std::clamp(static_cast<long>(budget / (perCall * static_cast<double>(batch))), 9L, 1001L);
-  std::vector<double> times(static_cast<size_t>(samples));
-  for (double& t : times) {
+// Median milliseconds per call of each contender. After a first warm-up, the contenders take
+// turns, for as many rounds as fit in the budget (at least 9). A turn runs a few calls untimed
+// (ten, or 4 ms' worth if fewer): on a shared machine a frame drops out of the cache while a slow
+// column runs, and the next column needs a few passes to bring it back. Then it times one batch
+// of calls lasting at least 200 us. Taking turns puts a noisy spell on every column alike, so
+// that the ratios of one line hold even when the absolute times drift.
+void MedianMs(const std::vector<Contender>& contenders, double budgetMs) {
+  const double budget = budgetMs * 1e-3;
+  std::vector<long> warms, batches;
+  double roundTime = 0;
+  for (const Contender& c : contenders) {
+    if (c.select) c.select();
+    long calls = 0;
     const double start = Now();
-    for (long i = 0; i < batch; ++i) run();
-    t = (Now() - start) / static_cast<double>(batch);
+    do {
+      c.run();
+      ++calls;
+    } while (calls < 2 || Now() - start < budget * 0.1);
+    const double perCall = (Now() - start) / static_cast<double>(calls);
+    warms.push_back(std::clamp(static_cast<long>(4e-3 / perCall), 1L, 10L));
+    batches.push_back(std::max(1L, static_cast<long>(200e-6 / perCall)));
+    roundTime += perCall * static_cast<double>(warms.back() + batches.back());
   }
-  std::nth_element(times.begin(), times.begin() + samples / 2, times.end());
-  return times[static_cast<size_t>(samples / 2)] * 1e3;
+  const size_t rounds = static_cast<size_t>(std::clamp(
+      static_cast<long>(budget * static_cast<double>(contenders.size()) / roundTime), 9L, 1001L));
+  std::vector<std::vector<double>> times(contenders.size(), std::vector<double>(rounds));
+  for (size_t r = 0; r < rounds; ++r) {
+    for (size_t i = 0; i < contenders.size(); ++i) {
+      const Contender& c = contenders[i];
+      if (c.select) c.select();
+      for (long k = 0; k < warms[i]; ++k) c.run();
+      const double start = Now();
+      for (long k = 0; k < batches[i]; ++k) c.run();
+      times[i][r] = (Now() - start) / static_cast<double>(batches[i]);
+    }
+  }
+  for (size_t i = 0; i < contenders.size(); ++i) {
+    std::nth_element(times[i].begin(), times[i].begin() + static_cast<long>(rounds / 2),
+                     times[i].end());
+    *contenders[i].ms = times[i][rounds / 2] * 1e3;
+  }
 }
 
 // ---- Rows --------------------------------------------------------------------------------------
@@ -601,7 +627,7 @@ bool Selected(const char* name, const std::vector<std::string>& filters) {
 }
 
 Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buffer& src,
-            Buffer& dst, Buffer& boundSrc, Buffer& boundDst, Buffer& scratch) {
+            Buffer& dst, Buffer& scratch) {
   Frame f{};
   f.roi = {size.width * e.widthScale, size.height};
   const auto part = [&](int thirds) {
@@ -679,35 +705,35 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
     if (differs(generic)) row.mismatch += "  ! libyuv differs";
   }
 
-  SelectRow(0);
-  row.generic = MedianMs([&] { e.nyx(f); }, budgetMs);
-  SelectRow(chosenRow);
-  row.chosen = MedianMs([&] { e.nyx(f); }, budgetMs);
-  for (size_t i = 0; i < gWidths.size(); ++i) {
-    SelectRow(3, nyx::FormsUpTo(gWidths[i], nyx::ownWideSupported()));
-    row.width[i] = MedianMs([&] { e.nyx(f); }, budgetMs);
-  }
-  SelectRow(0);
-  if (e.opencv != nullptr) row.opencv = MedianMs([&] { e.opencv(f); }, budgetMs);
-  if (e.opencvAlt != nullptr) {
-    const double alt = MedianMs([&] { e.opencvAlt(f); }, budgetMs);
-    if (row.opencv < 0 || alt < row.opencv) {
-      row.opencv = alt;
-      row.note = "  (opencv: second form)";
-    }
-  }
-  if (e.libyuv != nullptr) row.libyuv = MedianMs([&] { e.libyuv(f); }, budgetMs);
-
   const auto pixels = [](ImageSize s) {
     return static_cast<size_t>(s.width) * static_cast<size_t>(s.height);
   };
   const size_t boundBytes = (pixels(f.srcRoi) * static_cast<size_t>(srcTwice * e.sources) +
                              pixels(f.dstRoi) * static_cast<size_t>(dstTwice)) /
                             4;
-  // In place the bound moves the bytes within one buffer, so that it has the same working set.
+  // The bound copies between the buffers the other columns use (in place: within dst), so that
+  // taking turns leaves every column the same working set and the same cache.
   void* (*const copy)(void*, const void*, size_t) = e.inPlace ? std::memmove : std::memcpy;
-  const uint8_t* const from = e.inPlace ? boundDst.data + 64 : boundSrc.data;
-  row.bound = MedianMs([&] { copy(boundDst.data, from, boundBytes); }, budgetMs);
+  const uint8_t* const from = e.inPlace ? dst.data + 64 : src.data;
+  // The opencv column shows the faster of its two forms; the alternative is timed beside it.
+  double opencvAlt = -1;
+  std::vector<Contender> contenders;
+  contenders.push_back({[] { SelectRow(0); }, [&] { e.nyx(f); }, &row.generic});
+  contenders.push_back({[&] { SelectRow(chosenRow); }, [&] { e.nyx(f); }, &row.chosen});
+  for (size_t i = 0; i < gWidths.size(); ++i) {
+    const uint32_t forms = nyx::FormsUpTo(gWidths[i], nyx::ownWideSupported());
+    contenders.push_back({[forms] { SelectRow(3, forms); }, [&] { e.nyx(f); }, &row.width[i]});
+  }
+  if (e.opencv != nullptr) contenders.push_back({nullptr, [&] { e.opencv(f); }, &row.opencv});
+  if (e.opencvAlt != nullptr) contenders.push_back({nullptr, [&] { e.opencvAlt(f); }, &opencvAlt});
+  if (e.libyuv != nullptr) contenders.push_back({nullptr, [&] { e.libyuv(f); }, &row.libyuv});
+  contenders.push_back({nullptr, [&] { copy(dst.data, from, boundBytes); }, &row.bound});
+  MedianMs(contenders, budgetMs);
+  SelectRow(0);
+  if (opencvAlt >= 0 && (row.opencv < 0 || opencvAlt < row.opencv)) {
+    row.opencv = opencvAlt;
+    row.note = "  (opencv: second form)";
+  }
   return row;
 }
 
@@ -762,7 +788,7 @@ int main(int argc, char** argv) {
                                                 static_cast<size_t>(size.height) *
                                                 std::max(e.srcBytes * e.sources, e.dstBytes) +
                                             64);
-  Buffer src(frameBytes), dst(frameBytes), boundSrc(frameBytes), boundDst(frameBytes);
+  Buffer src(frameBytes), dst(frameBytes);
   Buffer scratch(size_t{4} << 20);  // more than any scaler entry asks for at these sizes
 
   double load[3] = {0, 0, 0};
@@ -782,7 +808,7 @@ int main(int argc, char** argv) {
   for (const Entry& e : kEntries) {
     if (e.name == nullptr || !Selected(e.name, filters)) continue;
     for (const ImageSize& size : kSizes) {
-      const Row r = Measure(e, size, chosenRow, budgetMs, src, dst, boundSrc, boundDst, scratch);
+      const Row r = Measure(e, size, chosenRow, budgetMs, src, dst, scratch);
       char dims[32];
       if (e.srcThirds != 0) {
         std::snprintf(dims, sizeof dims, "%dx%d", size.width * e.srcThirds / 3,

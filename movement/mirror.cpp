@@ -99,8 +99,13 @@ Status nyxiMirror_8u_C4IR(uint8_t* pSrcDst, int32_t srcDstStep, ImageSize roiSiz
   const ptrdiff_t rowBytes = 4 * static_cast<ptrdiff_t>(width);
   uint8_t* top = pSrcDst;
   if (flip == AxisVertical) {
+    // Each row is two short streams that meet in the middle: the row two below is asked for
+    // while this one turns.
+    const bool prefetch = WorthPrefetching(rowBytes, roiSize.height);
     for (int32_t y = 0; y < roiSize.height; ++y, top += srcDstStep) {
-      owniFlip_8u_C4I(top, top + rowBytes, width / 2);
+      const ptrdiff_t ahead =
+          prefetch && y + 2 < roiSize.height ? 2 * static_cast<ptrdiff_t>(srcDstStep) : 0;
+      owniFlip_8u_C4I(top, top + rowBytes, width / 2, ahead);
     }
     return StatusOk;
   }
@@ -109,11 +114,11 @@ Status nyxiMirror_8u_C4IR(uint8_t* pSrcDst, int32_t srcDstStep, ImageSize roiSiz
     if (flip == AxisHorizontal) {
       owniExchange_8u_I(top, bottom, width * 4);
     } else {
-      owniFlip_8u_C4I(top, bottom + rowBytes, width);
+      owniFlip_8u_C4I(top, bottom + rowBytes, width, 0);
     }
   }
   // Turning by 180 degrees leaves the middle row of an odd height to turn in itself.
-  if (flip == AxisBoth && (roiSize.height & 1)) owniFlip_8u_C4I(top, top + rowBytes, width / 2);
+  if (flip == AxisBoth && (roiSize.height & 1)) owniFlip_8u_C4I(top, top + rowBytes, width / 2, 0);
   return StatusOk;
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "movement/mirror_kernels.h"
 #include "movement/wide_kernels.h"
 
 namespace nyx::NYX_TAG {
@@ -42,18 +43,48 @@ inline void CopyPixel(const uint8_t* s, uint8_t* d) {
   std::memcpy(d, &v, 4);
 }
 
+// Asks for the cache line holding p, without reading it: a prefetch never faults.
+inline void Prefetch(const uint8_t* p) {
+  _mm_prefetch(reinterpret_cast<const char*>(p), _MM_HINT_T0);
+}
+
 // 32 pixels per round into d forward from the source ending at sEnd, read backward: stores
-// that ascend keep the store queue moving where a miss would stall a descending one, and a
-// descending load stream costs nothing extra. d must suit kKind.
-template <int kKind>
-void Flip32(const uint8_t*& sEnd, uint8_t*& d, int32_t& n, __m256i order) {
+// that ascend keep the store queue moving where a miss would stall a descending one. The
+// descending load stream starts afresh in every row, where the processor's own prefetch needs a
+// few misses to find it, so with kPrefetch the same lines of the source row `ahead` bytes on
+// are asked for as this row goes. d must suit kKind.
+template <int kKind, bool kPrefetch>
+void Flip32(const uint8_t*& sEnd, uint8_t*& d, int32_t& n, __m256i order, ptrdiff_t ahead) {
   for (; n >= 32; n -= 32, sEnd -= 128, d += 128) {
+    if constexpr (kPrefetch) {
+      Prefetch(sEnd - 64 + ahead);
+      Prefetch(sEnd - 128 + ahead);
+    }
     const __m256i v0 = Load(sEnd - 32), v1 = Load(sEnd - 64), v2 = Load(sEnd - 96);
     const __m256i v3 = Load(sEnd - 128);
     Store<kKind>(d, Reverse8(v0, order));
     Store<kKind>(d + 32, Reverse8(v1, order));
     Store<kKind>(d + 64, Reverse8(v2, order));
     Store<kKind>(d + 96, Reverse8(v3, order));
+  }
+}
+
+// In place, sixteen pixels from each end per round; the lines `ahead` bytes on from both are
+// asked for as they go.
+template <bool kPrefetch>
+void FlipPairs16(uint8_t*& pFront, uint8_t*& pBackEnd, int32_t& count, __m256i order,
+                 ptrdiff_t ahead) {
+  for (; count >= 16; count -= 16, pFront += 64, pBackEnd -= 64) {
+    if constexpr (kPrefetch) {
+      Prefetch(pFront + ahead);
+      Prefetch(pBackEnd - 64 + ahead);
+    }
+    const __m256i a0 = Load(pFront), a1 = Load(pFront + 32);
+    const __m256i b0 = Load(pBackEnd - 32), b1 = Load(pBackEnd - 64);
+    Store<kStoreUnaligned>(pFront, Reverse8(b0, order));
+    Store<kStoreUnaligned>(pFront + 32, Reverse8(b1, order));
+    Store<kStoreUnaligned>(pBackEnd - 32, Reverse8(a0, order));
+    Store<kStoreUnaligned>(pBackEnd - 64, Reverse8(a1, order));
   }
 }
 
@@ -64,8 +95,9 @@ inline bool RunsOverlap(const uint8_t* a, const uint8_t* b, size_t len) {
 }
 
 // One row: the destination written forward from its start, the source read backward.
-void FlipRow(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, bool nonTemporal,
-             __m256i order) {
+template <bool kPrefetch>
+void FlipRow(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, bool nonTemporal, __m256i order,
+             ptrdiff_t ahead) {
   const uint8_t* sEnd = pSrc + 4 * static_cast<ptrdiff_t>(width);
   uint8_t* d = pDstEnd - 4 * static_cast<ptrdiff_t>(width);
   int32_t n = width;
@@ -76,12 +108,12 @@ void FlipRow(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, bool nonTempo
       CopyPixel(sEnd, d);
     }
     if (nonTemporal && n >= 32) {
-      Flip32<kStoreStream>(sEnd, d, n, order);
+      Flip32<kStoreStream, kPrefetch>(sEnd, d, n, order, ahead);
     } else {
-      Flip32<kStoreAligned>(sEnd, d, n, order);
+      Flip32<kStoreAligned, kPrefetch>(sEnd, d, n, order, ahead);
     }
   } else {
-    Flip32<kStoreUnaligned>(sEnd, d, n, order);
+    Flip32<kStoreUnaligned, kPrefetch>(sEnd, d, n, order, ahead);
   }
   for (; n >= 8; n -= 8, sEnd -= 32, d += 32) {
     Store<kStoreUnaligned>(d, Reverse8(Load(sEnd - 32), order));
@@ -101,23 +133,26 @@ void FlipRow(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, bool nonTempo
 void owniFlipWide_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd, ptrdiff_t dstStep,
                         int32_t width, int32_t height, int32_t nonTemporal) {
   const __m256i order = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
+  const bool prefetch = WorthPrefetching(4 * static_cast<int64_t>(width), height);
   for (int32_t y = 0; y < height; ++y, pSrc += srcStep, pDstEnd += dstStep) {
-    FlipRow(pSrc, pDstEnd, width, nonTemporal != 0, order);
+    // The last row asks for its own lines again, which costs nothing.
+    if (prefetch) {
+      FlipRow<true>(pSrc, pDstEnd, width, nonTemporal != 0, order, y + 1 < height ? srcStep : 0);
+    } else {
+      FlipRow<false>(pSrc, pDstEnd, width, nonTemporal != 0, order, 0);
+    }
   }
   if (nonTemporal) _mm_sfence();
 }
 
-void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
+void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead) {
   const size_t bytes = 4 * static_cast<size_t>(count > 0 ? count : 0);
   if (count >= 4 && !RunsOverlap(pFront, pBackEnd - bytes, bytes)) {
     const __m256i order = _mm256_setr_epi32(7, 6, 5, 4, 3, 2, 1, 0);
-    for (; count >= 16; count -= 16, pFront += 64, pBackEnd -= 64) {
-      const __m256i a0 = Load(pFront), a1 = Load(pFront + 32);
-      const __m256i b0 = Load(pBackEnd - 32), b1 = Load(pBackEnd - 64);
-      Store<kStoreUnaligned>(pFront, Reverse8(b0, order));
-      Store<kStoreUnaligned>(pFront + 32, Reverse8(b1, order));
-      Store<kStoreUnaligned>(pBackEnd - 32, Reverse8(a0, order));
-      Store<kStoreUnaligned>(pBackEnd - 64, Reverse8(a1, order));
+    if (ahead != 0) {
+      FlipPairs16<true>(pFront, pBackEnd, count, order, ahead);
+    } else {
+      FlipPairs16<false>(pFront, pBackEnd, count, order, 0);
     }
     for (; count >= 8; count -= 8, pFront += 32, pBackEnd -= 32) {
       const __m256i a = Load(pFront);
@@ -141,16 +176,16 @@ void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
   }
 }
 
-}  // namespace nyx::NYX_TAG
+namespace {
 
-namespace nyx::NYX_TAG {
+// Byte selections that reverse sixteen 3-byte pixels within each 128-bit lane, the selections
+// of the 128-bit row: output vector k of a lane is the union of those from the inputs it draws
+// on (-1 selects zero).
+struct Reverse96Masks {
+  __m256i d0s2, d0s1, d1s2, d1s1, d1s0, d2s1, d2s0;
+};
 
-// Three channels, one row of at least 32 pixels: 32 pixels (96 bytes) per round. Each 128-bit
-// lane reverses sixteen pixels with the byte selections of the 128-bit row (the low lanes hold
-// pixels 0-15 of the round, the high lanes 16-31), and lane permutes put the two reversed halves
-// in their place. The tail is one round ending at the row's last pixel, which overlaps pixels
-// already written with the same bytes.
-void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
+Reverse96Masks MakeReverse96Masks() {
   const auto lanes = [](const int8_t* m) {
     return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(m)));
   };
@@ -162,34 +197,63 @@ void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
       {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 15, -1},
       {1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
       {-1, 12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2}};
-  const __m256i d0s2 = lanes(kMasks[0]), d0s1 = lanes(kMasks[1]), d1s2 = lanes(kMasks[2]);
-  const __m256i d1s1 = lanes(kMasks[3]), d1s0 = lanes(kMasks[4]), d2s1 = lanes(kMasks[5]);
-  const __m256i d2s0 = lanes(kMasks[6]);
-  const auto round = [&](const uint8_t* from, uint8_t* to) {
-    const auto pair = [](const uint8_t* p) {
-      return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(p + 48),
-                                 reinterpret_cast<const __m128i*>(p));
-    };
-    const __m256i s0 = pair(from), s1 = pair(from + 16), s2 = pair(from + 32);
-    const __m256i r0 =
-        _mm256_or_si256(_mm256_shuffle_epi8(s2, d0s2), _mm256_shuffle_epi8(s1, d0s1));
-    const __m256i r1 = _mm256_or_si256(
-        _mm256_or_si256(_mm256_shuffle_epi8(s2, d1s2), _mm256_shuffle_epi8(s1, d1s1)),
-        _mm256_shuffle_epi8(s0, d1s0));
-    const __m256i r2 =
-        _mm256_or_si256(_mm256_shuffle_epi8(s1, d2s1), _mm256_shuffle_epi8(s0, d2s0));
-    // r holds [pixels 0-15 reversed | pixels 16-31 reversed]; the second half goes first.
-    Store<kStoreUnaligned>(to, _mm256_permute2x128_si256(r0, r1, 0x31));
-    Store<kStoreUnaligned>(to + 32, _mm256_permute2x128_si256(r2, r0, 0x21));
-    Store<kStoreUnaligned>(to + 64, _mm256_permute2x128_si256(r1, r2, 0x20));
+  return {lanes(kMasks[0]), lanes(kMasks[1]), lanes(kMasks[2]), lanes(kMasks[3]),
+          lanes(kMasks[4]), lanes(kMasks[5]), lanes(kMasks[6])};
+}
+
+// The 32 pixels (96 bytes) at p, reversed, as the three 32-byte parts of their new order. Each
+// lane reverses sixteen pixels (the low lanes hold pixels 0-15, the high lanes 16-31), and lane
+// permutes put the two reversed halves in their place, the second half first.
+inline void Reversed96(const Reverse96Masks& m, const uint8_t* p, __m256i out[3]) {
+  const auto pair = [](const uint8_t* q) {
+    return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(q + 48),
+                               reinterpret_cast<const __m128i*>(q));
   };
+  const __m256i s0 = pair(p), s1 = pair(p + 16), s2 = pair(p + 32);
+  const __m256i r0 =
+      _mm256_or_si256(_mm256_shuffle_epi8(s2, m.d0s2), _mm256_shuffle_epi8(s1, m.d0s1));
+  const __m256i r1 = _mm256_or_si256(
+      _mm256_or_si256(_mm256_shuffle_epi8(s2, m.d1s2), _mm256_shuffle_epi8(s1, m.d1s1)),
+      _mm256_shuffle_epi8(s0, m.d1s0));
+  const __m256i r2 =
+      _mm256_or_si256(_mm256_shuffle_epi8(s1, m.d2s1), _mm256_shuffle_epi8(s0, m.d2s0));
+  out[0] = _mm256_permute2x128_si256(r0, r1, 0x31);
+  out[1] = _mm256_permute2x128_si256(r2, r0, 0x21);
+  out[2] = _mm256_permute2x128_si256(r1, r2, 0x20);
+}
+
+inline void Store96(uint8_t* p, const __m256i v[3]) {
+  for (int k = 0; k < 3; ++k) Store<kStoreUnaligned>(p + 32 * k, v[k]);
+}
+
+}  // namespace
+
+// Three channels, one row of at least 32 pixels: 32 pixels (96 bytes) per round. The tail is one
+// round ending at the row's last pixel, which overlaps pixels already written with the same
+// bytes.
+void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
+  const Reverse96Masks m = MakeReverse96Masks();
+  __m256i v[3];
   int32_t x = 0;
   for (; x <= width - 32; x += 32) {
-    round(s + 3 * static_cast<ptrdiff_t>(x), dEnd - 3 * static_cast<ptrdiff_t>(x) - 96);
+    Reversed96(m, s + 3 * static_cast<ptrdiff_t>(x), v);
+    Store96(dEnd - 3 * static_cast<ptrdiff_t>(x) - 96, v);
   }
   if (x < width) {
     const ptrdiff_t last = width - 32;
-    round(s + 3 * last, dEnd - 3 * static_cast<ptrdiff_t>(width));
+    Reversed96(m, s + 3 * last, v);
+    Store96(dEnd - 3 * static_cast<ptrdiff_t>(width), v);
+  }
+}
+
+void owniFlipPairWide_8u_C3(uint8_t*& front, uint8_t*& backEnd, int32_t& count) {
+  const Reverse96Masks m = MakeReverse96Masks();
+  for (; count >= 32; count -= 32, front += 96, backEnd -= 96) {
+    __m256i a[3], b[3];
+    Reversed96(m, front, a);
+    Reversed96(m, backEnd - 96, b);
+    Store96(front, b);
+    Store96(backEnd - 96, a);
   }
 }
 

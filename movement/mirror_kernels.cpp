@@ -98,10 +98,18 @@ inline __m128i Reverse4(__m128i v) {
   return _mm_shuffle_epi32(v, 0x1B);
 }
 
-// Sixteen pixels per round from s forward into d backward; d - 64 must suit kKind.
+// Asks for the cache line holding p, without reading it: a prefetch never faults.
+inline void Prefetch(const uint8_t* p) {
+  _mm_prefetch(reinterpret_cast<const char*>(p), _MM_HINT_T0);
+}
+
+// Sixteen pixels per round from s forward into d backward; d - 64 must suit kKind. The
+// destination's descending stream starts afresh in every row, so the lines `ahead` bytes on
+// from it (0: none) are asked for as the row goes.
 template <int kKind>
-void Flip16_C4(const uint8_t*& s, uint8_t*& d, int32_t& n) {
+void Flip16_C4(const uint8_t*& s, uint8_t*& d, int32_t& n, ptrdiff_t ahead) {
   for (; n >= 16; n -= 16, s += 64, d -= 64) {
+    if (ahead != 0) Prefetch(d - 64 + ahead);
     const __m128i v0 = LoadU(s);
     const __m128i v1 = LoadU(s + 16);
     const __m128i v2 = LoadU(s + 32);
@@ -209,6 +217,11 @@ void FlipPair_C3(uint8_t* front, uint8_t* backEnd, int32_t count) {
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
   const size_t bytes = 3 * static_cast<size_t>(count);
   if (count >= 16 && !RunsOverlap(front, backEnd - bytes, bytes)) {
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+    if (count >= 32 && (ownWideForms() & kWideAvx2) != 0) {
+      y8::avx2::owniFlipPairWide_8u_C3(front, backEnd, count);
+    }
+#endif
     const Reverse48Masks m = MakeReverse48Masks();
     for (; count >= 16; count -= 16, front += 48, backEnd -= 48) {
       const __m128i a0 = LoadU(front);
@@ -243,7 +256,8 @@ void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int
 namespace {
 
 // One four-channel row, source forward into the row ending at pDstEnd.
-void FlipRow_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal) {
+void FlipRow_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t nonTemporal,
+                ptrdiff_t ahead) {
 #if NYX_LEVEL >= NYX_LEVEL_SSE3
   const uint8_t* s = pSrc;
   uint8_t* d = pDstEnd;
@@ -255,18 +269,19 @@ void FlipRow_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t no
       CopyPixel4(s, d);
     }
     if (nonTemporal && n >= 16) {
-      Flip16_C4<kStoreStream>(s, d, n);
+      Flip16_C4<kStoreStream>(s, d, n, ahead);
       _mm_sfence();
     } else {
-      Flip16_C4<kStoreAligned>(s, d, n);
+      Flip16_C4<kStoreAligned>(s, d, n, ahead);
     }
   } else {
-    Flip16_C4<kStoreUnaligned>(s, d, n);
+    Flip16_C4<kStoreUnaligned>(s, d, n, ahead);
   }
   for (; n >= 4; n -= 4, s += 16, d -= 16) Store<kStoreUnaligned>(d - 16, Reverse4(LoadU(s)));
   FlipCopyScalar<4>(s, d, n);
 #else
   (void)nonTemporal;
+  (void)ahead;
   FlipCopyScalar<4>(pSrc, pDstEnd, width);
 #endif
 }
@@ -281,8 +296,9 @@ void owniFlip_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd, ptrd
     return;
   }
 #endif
+  const bool prefetch = WorthPrefetching(4 * static_cast<int64_t>(width), height);
   for (int32_t y = 0; y < height; ++y, pSrc += srcStep, pDstEnd += dstStep) {
-    FlipRow_C4(pSrc, pDstEnd, width, nonTemporal);
+    FlipRow_C4(pSrc, pDstEnd, width, nonTemporal, prefetch && y + 1 < height ? dstStep : 0);
   }
 }
 
@@ -349,10 +365,10 @@ void owniFlip_8u_C3(uint8_t* pSrcDst, int32_t step, ImageSize roiSize, int32_t b
   for (; y < roiSize.height; ++y, top += step) FlipPair_C3(top, top + rowBytes, width / 2);
 }
 
-void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
+void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead) {
 #if NYX_LEVEL == NYX_LEVEL_SSE41
   if ((ownWideForms() & kWideAvx2) != 0) {
-    y8::avx2::owniFlipWide_8u_C4I(pFront, pBackEnd, count);
+    y8::avx2::owniFlipWide_8u_C4I(pFront, pBackEnd, count, ahead);
     return;
   }
 #endif
@@ -360,6 +376,10 @@ void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
   const size_t bytes = 4 * static_cast<size_t>(count > 0 ? count : 0);
   if (count >= 4 && !RunsOverlap(pFront, pBackEnd - bytes, bytes)) {
     for (; count >= 8; count -= 8, pFront += 32, pBackEnd -= 32) {
+      if (ahead != 0) {
+        Prefetch(pFront + ahead);
+        Prefetch(pBackEnd - 32 + ahead);
+      }
       const __m128i a0 = LoadU(pFront);
       const __m128i a1 = LoadU(pFront + 16);
       const __m128i b0 = LoadU(pBackEnd - 16);
@@ -375,6 +395,8 @@ void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count) {
       Store<kStoreUnaligned>(pBackEnd - 16, Reverse4(a));
     }
   }
+#else
+  (void)ahead;
 #endif
   FlipPairScalar<4>(pFront, pBackEnd, count);
 }

@@ -10,6 +10,20 @@
 
 #include "frame/level.h"
 
+namespace nyx::NYX_TAG {
+
+// Whether a four-channel mirror of `height` rows of rowBytes asks for rows ahead of the one it
+// works on. Rows that stream in from the far end, or that meet in the middle, start afresh at
+// every row, where the processor's own prefetch needs a few misses to find them. Rows up to
+// 8 KiB keep what is asked for in the first-level cache until they reach it (on wider ones
+// prefetching only added traffic when measured), and an image under 256 KiB is in a near cache
+// already, where the prefetches only cost their issue.
+inline bool WorthPrefetching(int64_t rowBytes, int32_t height) {
+  return rowBytes <= 8192 && rowBytes * height >= (int64_t{256} << 10);
+}
+
+}  // namespace nyx::NYX_TAG
+
 NYX_IN_EVERY_LEVEL(
     // Out of place, three channels: every source row read forward into its destination row
     // written backward. The destination rows run downward from pDst, or, with bothAxes set,
@@ -32,7 +46,8 @@ NYX_IN_EVERY_LEVEL(
     void owniFlip_8u_C3(uint8_t* pSrcDst, int32_t step, ImageSize roiSize, int32_t bothAxes);
     // In place, four channels: pixel x from pFront exchanged with the pixel ending at
     // pBackEnd - 4 * x, for x below count. One row with count = width / 2 reverses it; a row
-    // pair with the full width turns it.
-    void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count);)
+    // pair with the full width turns it. The processor levels ask for the lines `ahead` bytes
+    // on from both runs as they go (0: none), never reading them.
+    void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead);)
 
 #endif  // NYX_MOVEMENT_MIRROR_KERNELS_H

@@ -17,9 +17,14 @@ NYX_IN_WIDE_FORMS(
     // Three channels, one row of at least 32 pixels: source forward into the row ending at
     // dEnd, reversed.
     void owniFlipCopyWide_8u_C3(const uint8_t* s, uint8_t* dEnd, int32_t width);
+    // Three channels in place, runs that share no byte: pixels from front exchanged with those
+    // before backEnd, reversed, 32 a round while count allows; the pointers and count are left
+    // at what remains (below 32 pixels).
+    void owniFlipPairWide_8u_C3(uint8_t*& front, uint8_t*& backEnd, int32_t& count);
     // Four channels in place: pixel x from pFront exchanged with the pixel ending at
     // pBackEnd - 4 * x, for x below count; overlapping runs go pixel by pixel in that order.
-    void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count);
+    // The lines `ahead` bytes on from both runs are prefetched as they go.
+    void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead);
     // AC4 reordering of one row: channels 0..2 of each pixel from its bytes table[0..15]
     // (the 128-bit shuffle table of four pixels, alpha lanes selecting zero); the alpha byte is
     // never changed.
