@@ -209,16 +209,25 @@ struct Layout {
 const Layout kLayouts[] = {
     {0, 0, 3, 5, false}, {-1, -1, 0, 0, false}, {7, 13, 1, 0, true}, {5, 3, 0, 0, false}};
 
-// One call at the current row against the model, on images of `layout`.
+// Pure blue, red and their complements (BGR) push the 709 lane chroma past a byte: the merge
+// leaks into luma and the byte cut keeps the wrapped value, where the generic form cuts the true
+// one.
+const uint8_t kSaturated[4][3] = {{255, 0, 0}, {0, 255, 255}, {0, 0, 255}, {255, 255, 0}};
+
+// One call at the current row against the model, on images of `layout`; a `saturated` source
+// holds runs of eight pixels of each saturated colour.
 template <class Call, class Model>
 testing::AssertionResult Check(int srcBytes, int dstBytes, int w, const Layout& l,
-                               std::mt19937& rng, Call call, Model model) {
+                               std::mt19937& rng, Call call, Model model, bool saturated = false) {
   const auto pad = [&](int pad, int bytes) {
     return pad >= 0 ? pad : 16 + (16 - w * bytes % 16) % 16;
   };
   Image src(w, 2, srcBytes, pad(l.srcPad, srcBytes), l.srcMis);
   Image dst(w, 2, dstBytes, pad(l.dstPad, dstBytes), l.dstMis);
   src.Randomise(rng);
+  for (int i = 0; saturated && i < 2 * w; ++i) {
+    std::copy_n(kSaturated[i % w / 8 % 4], 3, src.Pixel(i % w, i / w));
+  }
   return MatchesRowModel(src, dst, l.up, call, model);
 }
 
@@ -233,7 +242,7 @@ TEST_P(ColourConvert, BgrTo422MatchesTheRowsModel) {
             [&](const uint8_t* s, int32_t ss, uint8_t* d, int32_t ds) {
               return k.fn(s, ss, d, ds, {w, 2});
             },
-            [&](const uint8_t* s, uint8_t* d) { ModelTo422(k, Simd(), s, d, w); }))
+            [&](const uint8_t* s, uint8_t* d) { ModelTo422(k, Simd(), s, d, w); }, w % 3 == 0))
             << k.name;
       }
     }
@@ -252,40 +261,6 @@ TEST_P(ColourConvert, From422MatchesTheRowsModel) {
             },
             [&](const uint8_t* s, uint8_t* d) { ModelToBgr(k, Simd(), s, d, w, alpha); }))
             << k.name;
-      }
-    }
-  }
-}
-
-// Pure blue, red and their complements push the 709 lane chroma past a byte: the merge leaks
-// into luma and the byte cut keeps the wrapped value, where the generic form cuts the true one.
-TEST_P(ColourConvert, SaturatedColoursIn709) {
-  // B, G, R, whether Cb (else Cr) leaves the byte, and upwards (else below 0).
-  const struct {
-    uint8_t bgr[3];
-    bool cb, high;
-  } colours[] = {{{255, 0, 0}, true, true},
-                 {{0, 255, 255}, true, false},
-                 {{0, 0, 255}, false, true},
-                 {{255, 255, 0}, false, false}};
-  for (const To422& k : kTo422) {
-    if (!Is709(k.kind)) continue;
-    for (const auto& [c, cbLeaves, high] : colours) {
-      uint8_t src[8 * 4], dst[16];
-      for (int i = 0; i < 8; ++i) std::copy(c, c + 3, src + i * k.channels);
-      ASSERT_EQ(k.fn(src, 32, dst, 16, {8, 1}), StatusOk);
-      const int at = cbLeaves ? 0 : 2, chroma = dst[at], luma = dst[at + 1], other = dst[2 - at];
-      SCOPED_TRACE(testing::Message() << k.name << " colour " << int(c[0]) << "," << int(c[2]));
-      EXPECT_GT(other, 1);
-      EXPECT_LT(other, 254);
-      if (!Simd()) {
-        EXPECT_EQ(chroma, high ? 254 : 1);
-      } else if (high) {  // 256..258: the low byte, at least 1, and luma's lowest bit set
-        EXPECT_LE(chroma, 2);
-        EXPECT_EQ(luma & 1, 1);
-      } else {  // negative: 254, and luma ORed with all ones (AC4) or with 3 (C3)
-        EXPECT_EQ(chroma, 254);
-        EXPECT_EQ(luma & (k.channels == 4 ? 0xFF : 3), k.channels == 4 ? 254 : 3);
       }
     }
   }
