@@ -178,27 +178,17 @@ void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrd
 
 namespace {
 
-// Byte selections that reverse sixteen 3-byte pixels within each 128-bit lane, the selections
-// of the 128-bit row: output vector k of a lane is the union of those from the inputs it draws
-// on (-1 selects zero).
+// The selections of kReverse48 in both 128-bit lanes: each lane reverses its own sixteen pixels.
 struct Reverse96Masks {
   __m256i d0s2, d0s1, d1s2, d1s1, d1s0, d2s1, d2s0;
 };
 
 Reverse96Masks MakeReverse96Masks() {
-  const auto lanes = [](const int8_t* m) {
-    return _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(m)));
+  const auto at = [](int k) {
+    return _mm256_broadcastsi128_si256(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(kReverse48[k])));
   };
-  static constexpr int8_t kMasks[7][16] = {
-      {13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, -1},
-      {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 14},
-      {-1, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
-      {15, -1, 11, 12, 13, 8, 9, 10, 5, 6, 7, 2, 3, 4, -1, 0},
-      {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 15, -1},
-      {1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
-      {-1, 12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2}};
-  return {lanes(kMasks[0]), lanes(kMasks[1]), lanes(kMasks[2]), lanes(kMasks[3]),
-          lanes(kMasks[4]), lanes(kMasks[5]), lanes(kMasks[6])};
+  return {at(0), at(1), at(2), at(3), at(4), at(5), at(6)};
 }
 
 // The 32 pixels (96 bytes) at p, reversed, as the three 32-byte parts of their new order. Each

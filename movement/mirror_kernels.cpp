@@ -125,22 +125,14 @@ void Flip16_C4(const uint8_t*& s, uint8_t*& d, int32_t& n, ptrdiff_t ahead) {
 
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
 
-// Byte selections that reverse sixteen 3-byte pixels held in three vectors s0, s1, s2: output
-// vector k is the union of the selections from the inputs it draws on (-1 selects zero).
+// The selections of kReverse48 in registers.
 struct Reverse48Masks {
   __m128i d0s2, d0s1, d1s2, d1s1, d1s0, d2s1, d2s0;
 };
 
 inline Reverse48Masks MakeReverse48Masks() {
-  Reverse48Masks m;
-  m.d0s2 = _mm_setr_epi8(13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, -1);
-  m.d0s1 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 14);
-  m.d1s2 = _mm_setr_epi8(-1, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-  m.d1s1 = _mm_setr_epi8(15, -1, 11, 12, 13, 8, 9, 10, 5, 6, 7, 2, 3, 4, -1, 0);
-  m.d1s0 = _mm_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 15, -1);
-  m.d2s1 = _mm_setr_epi8(1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1);
-  m.d2s0 = _mm_setr_epi8(-1, 12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2);
-  return m;
+  const auto at = [](int k) { return LoadU(reinterpret_cast<const uint8_t*>(kReverse48[k])); };
+  return {at(0), at(1), at(2), at(3), at(4), at(5), at(6)};
 }
 
 // Sixteen pixels held in s0, s1, s2 stored reversed to the 48 bytes at d.

@@ -22,6 +22,18 @@ inline bool WorthPrefetching(int64_t rowBytes, int32_t height) {
   return rowBytes <= 8192 && rowBytes * height >= (int64_t{256} << 10);
 }
 
+// Byte selections that reverse sixteen 3-byte pixels held in three 16-byte vectors s0, s1, s2:
+// output vector k is the union of the selections from the inputs it draws on (-1 selects
+// zero), in the order d0s2, d0s1, d1s2, d1s1, d1s0, d2s1, d2s0 (output k from input j: dksj).
+inline constexpr int8_t kReverse48[7][16] = {
+    {13, 14, 15, 10, 11, 12, 7, 8, 9, 4, 5, 6, 1, 2, 3, -1},
+    {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 14},
+    {-1, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
+    {15, -1, 11, 12, 13, 8, 9, 10, 5, 6, 7, 2, 3, 4, -1, 0},
+    {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 15, -1},
+    {1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
+    {-1, 12, 13, 14, 9, 10, 11, 6, 7, 8, 3, 4, 5, 0, 1, 2}};
+
 }  // namespace nyx::NYX_TAG
 
 NYX_IN_EVERY_LEVEL(
