@@ -68,8 +68,7 @@ TEST(AllocFailure, NonAllocatingPrimitivesNeverAllocate) {
 // StatusOutOfMemory, leaks nothing and leaves the destination and the result as they were.
 TEST(AllocFailure, AllocatingPrimitivesFailCleanly) {
   std::mt19937 rng(11);
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     for (const Call& call : Calls()) {
       for (const Extra& extra : call.extras) {
         // The scalers' images follow from their factors: their own cases below.
@@ -94,12 +93,11 @@ TEST(AllocFailure, AllocatingPrimitivesFailCleanly) {
           }
           return status;
         };
-        EXPECT_EQ(ExpectOutOfMemoryAtEachAllocation(run), 1)
-            << call.name << " " << extra.label << " row " << row.tag;
+        EXPECT_EQ(ExpectOutOfMemoryAtEachAllocation(run), 1) << call.name << " " << extra.label;
         EXPECT_TRUE(call.results > 0 ? result[0] != -7.0f : dst != dstBefore) << call.name;
       }
     }
-  }
+  });
 }
 
 // The packed 4:2:2 scaler takes its tables and row buffers one by one before the first row: each
@@ -115,8 +113,7 @@ TEST(AllocFailure, Yuv422ResizeFailsCleanlyAtEachAllocation) {
     long allocations;
   } kinds[] = {
       {InterNearest, 0.7, 3}, {InterLinear, 0.7, 8}, {InterCubic, 0.7, 10}, {InterSuper, 0.7, 1}};
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     for (const auto& kind : kinds) {
       std::vector<uint8_t> dst = before;
       const auto run = [&] {
@@ -129,10 +126,10 @@ TEST(AllocFailure, Yuv422ResizeFailsCleanlyAtEachAllocation) {
         return status;
       };
       EXPECT_EQ(ExpectOutOfMemoryAtEachAllocation(run), kind.allocations)
-          << "selector " << kind.selector << " row " << row.tag;
+          << "selector " << kind.selector;
       EXPECT_TRUE(dst != before);
     }
-  }
+  });
 }
 
 // The warp takes its span table, then its coordinate buffer. A failed span table is reported as
@@ -143,8 +140,7 @@ TEST(AllocFailure, WarpFailsCleanlyAtEachAllocation) {
   for (size_t i = 0; i < src.size(); ++i) src[i] = static_cast<uint8_t>(i * 29 + 3);
   const std::vector<uint8_t> before(23 * 4 * 17, 0x5A);
   const double coeffs[9] = {0.9, 0.1, 2, -0.05, 1.1, 1, 0.004, -0.003, 1};
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     for (int32_t selector :
          {int32_t{InterNearest}, int32_t{InterLinear}, InterCubic | EdgeSmooth}) {
       for (const Status failure : {StatusQuadOutside, StatusOutOfMemory, StatusOk}) {
@@ -154,13 +150,13 @@ TEST(AllocFailure, WarpFailsCleanlyAtEachAllocation) {
         EXPECT_EQ(nyxiWarpPerspective_8u_C4R(src.data(), {20, 15}, 80, {0, 0, 20, 15}, dst.data(),
                                              92, {0, 0, 23, 17}, coeffs, selector),
                   failure)
-            << "selector " << selector << " row " << row.tag;
+            << "selector " << selector;
         EXPECT_EQ(failing.Calls(), failure == StatusQuadOutside ? 1 : 2);
         EXPECT_EQ(failing.Outstanding(), 0);
         EXPECT_EQ(dst == before, failure != StatusOk);
       }
     }
-  }
+  });
 }
 
 }  // namespace

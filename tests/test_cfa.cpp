@@ -100,16 +100,15 @@ void Check(const Mosaic<T>& m, ImageRect rect, bool up, std::mt19937& rng) {
   }
   const T* s = src.data() + 1 + (up ? static_cast<ptrdiff_t>(m.h - 1) * ss : 0);
   const int32_t bytes = sizeof(T), sStep = (up ? -ss : ss) * bytes, dStep = (up ? -ds : ds) * bytes;
-  for (const Row& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row& row) {
     std::vector<T> dst = initial;
     T* d = dst.data() + 7 + (up ? static_cast<ptrdiff_t>(ch - 1) * ds : 0);
     ASSERT_EQ(Reconstruct(s, rect, {m.w, m.h}, sStep, d, dStep, m.grid, row.index * 7 - 3),
               StatusOk);
-    ASSERT_TRUE(dst == want) << RowName(row) << " " << kGridNames[m.grid] << " " << m.w << "x"
-                             << m.h << " rect " << rect.x << "," << rect.y << " " << rect.width
-                             << "x" << rect.height << (up ? " bottom-up" : "");
-  }
+    ASSERT_TRUE(dst == want) << kGridNames[m.grid] << " " << m.w << "x" << m.h << " rect " << rect.x
+                             << "," << rect.y << " " << rect.width << "x" << rect.height
+                             << (up ? " bottom-up" : "");
+  });
 }
 
 template <class T>
@@ -119,8 +118,14 @@ Mosaic<T> Make(int w, int h, int grid, int kind, std::mt19937& rng) {
   return m;
 }
 
+// Every test below runs on 8- and 16-bit samples.
 template <class T>
-void SmallImagesWholeAndInPieces() {
+class CFAToRGB : public testing::Test {};
+using SampleTypes = testing::Types<uint8_t, uint16_t>;
+TYPED_TEST_SUITE(CFAToRGB, SampleTypes);
+
+TYPED_TEST(CFAToRGB, SmallImagesWholeAndInPieces) {
+  using T = TypeParam;
   std::mt19937 rng(9);
   for (int grid = 0; grid < 4; ++grid) {
     for (int h = 2; h <= 9; ++h) {
@@ -136,20 +141,13 @@ void SmallImagesWholeAndInPieces() {
     }
   }
 }
-TEST(CFAToRGB, SmallImages8u) {
-  SmallImagesWholeAndInPieces<uint8_t>();
-}
-TEST(CFAToRGB, SmallImages16u) {
-  SmallImagesWholeAndInPieces<uint16_t>();
-}
 
 // Interior widths around each step of 8 and 16 samples, and of the 256-bit forms.
-template <class T>
-void WidthsAroundEveryStep() {
+TYPED_TEST(CFAToRGB, WidthsAroundEveryStep) {
+  using T = TypeParam;
   std::mt19937 rng(10);
   for (int w = 10; w <= 76; ++w) {
-    const int grid = w % 4;
-    const Mosaic<T> m = Make<T>(w, 8, grid, w % 3, rng);
+    const Mosaic<T> m = Make<T>(w, 8, w % 4, w % 3, rng);
     Check(m, {0, 0, w, 8}, w % 5 == 0, rng);
     Check(m, {1, 2, w, 5}, false, rng);
     Check(m, {3, 3, w - 5, 3}, true, rng);
@@ -160,16 +158,10 @@ void WidthsAroundEveryStep() {
     Check(m, {5, 4, 1000, 100}, true, rng);
   }
 }
-TEST(CFAToRGB, Widths8u) {
-  WidthsAroundEveryStep<uint8_t>();
-}
-TEST(CFAToRGB, Widths16u) {
-  WidthsAroundEveryStep<uint16_t>();
-}
 
 // Known pixels: a 2 by 2 image is all corners; a constant image stays constant; a red site
 // with a flat column and a steep row takes green from above and below.
-TEST(CFAToRGB, KnownPixels) {
+TEST(CFAToRGBCases, KnownPixels) {
   const uint8_t tiny[4] = {10, 21, 40, 77};  // R G1 / G2 B
   uint8_t out[12];
   ASSERT_EQ(nyxiCFAToRGB_8u_C1C3R(tiny, {0, 0, 2, 2}, {2, 2}, 2, out, 6, BayerRGGB, 0), StatusOk);
@@ -195,7 +187,7 @@ TEST(CFAToRGB, KnownPixels) {
 }
 
 // Nulls, then width, then height, then the grid; a failure writes nothing.
-TEST(CFAToRGB, ChecksInOrder) {
+TEST(CFAToRGBCases, ChecksInOrder) {
   uint8_t src[16] = {}, dst[48];
   std::fill_n(dst, 48, 0xEE);
   const ImageRect r{0, 0, 4, 4};

@@ -31,14 +31,6 @@ struct Level {
 const Level kLevels[] = {
     {NYX_KERNELS(mx)}, {NYX_SIMD_KERNELS(m7)}, {NYX_SIMD_KERNELS(u8)}, {NYX_SIMD_KERNELS(y8)}};
 
-// Each runnable row's kernels, with the row and its register width to force while they run:
-// the SSE4.1 row's kernels come once per width, as their wide forms must give its bytes.
-std::vector<std::pair<const Level*, nyx::test::Row>> Levels() {
-  std::vector<std::pair<const Level*, nyx::test::Row>> out;
-  for (const auto& row : nyx::test::RunnableRows()) out.push_back({&kLevels[row.index], row});
-  return out;
-}
-
 // Kernel k on (s, d, n), returning its result or d: copy, move, row copy, row copy allowed to
 // stream, zero fill, streaming copy, streaming zero fill.
 void* RunKernel(const Level& l, int k, const uint8_t* s, uint8_t* d, int32_t n) {
@@ -86,11 +78,9 @@ TEST(CopyKernels, MatchByteLoops) {
   for (int n : {0x40000 + 5, 0x80000 - 1, 0x80000 + 17, 0x100000 + 4097}) {
     for (int sm : {0, 3, 5}) cases.push_back({n, sm, sm == 3 ? 9 : 0});
   }
-  for (const auto& [l, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
     for (const Case& c : cases) {
-      for (int k = 0; k < (l->copyNT ? 7 : 5); ++k) {
+      for (int k = 0; k < (l.copyNT ? 7 : 5); ++k) {
         if (k >= 5 && c.dm != 0) continue;  // the streaming kernels want an aligned destination
         const size_t n = std::max(c.n, 0);
         // Source and destination 64 bytes past a 64-byte boundary, random canaries around.
@@ -100,20 +90,18 @@ TEST(CopyKernels, MatchByteLoops) {
         std::vector<uint8_t> want = dst;
         const auto at = want.begin() + (d - dst.data());
         k == 4 || k == 6 ? std::fill_n(at, n, 0) : std::copy_n(s, n, at);
-        ASSERT_EQ(RunKernel(*l, k, s, d, c.n), d);
-        ASSERT_EQ(dst, want) << l->tag << " kernel " << k << " len " << c.n << " " << c.sm;
+        ASSERT_EQ(RunKernel(l, k, s, d, c.n), d);
+        ASSERT_EQ(dst, want) << l.tag << " kernel " << k << " len " << c.n << " " << c.sm;
       }
     }
-  }
+  });
 }
 
 // Overlapping ranges both ways: the move gives the source as it was, the forward copy and the
 // row copies (which then forgo streaming stores) the forward byte loop's result, where a
 // destination one byte above the source repeats the first byte.
 TEST(CopyKernels, OverlappingRanges) {
-  for (const auto& [l, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
     for (int shift : {1, -1, 3, -3, 7, 15, -16, 17, 40, 63, -64, 65, 200, -200}) {
       for (int n : {1, 5, 10, 40, 63, 64, 100, 1000}) {
         for (int mis = 0; mis < 16; mis += 5) {
@@ -123,13 +111,13 @@ TEST(CopyKernels, OverlappingRanges) {
             uint8_t* w = want.data() + (s - buf.data());
             for (int i = 0; k != 1 && i < n; ++i) w[shift + i] = w[i];
             if (k == 1) std::memmove(w + shift, w, n);
-            ASSERT_EQ(RunKernel(*l, k, s, s + shift, n), s + shift);
-            ASSERT_EQ(buf, want) << l->tag << " kernel " << k << " shift " << shift << " len " << n;
+            ASSERT_EQ(RunKernel(l, k, s, s + shift, n), s + shift);
+            ASSERT_EQ(buf, want) << l.tag << " kernel " << k << " shift " << shift << " len " << n;
           }
         }
       }
     }
-  }
+  });
 }
 
 // Leaf-2 registers: AL must be 1, a register with bit 31 set holds nothing, the first byte is
@@ -145,14 +133,12 @@ TEST(CopyKernels, CacheSizeFromLeaf2) {
       {{0x43000001, 0x4D000000, 0, 0}, 16777216},   {{0x00000001, 0x3D3A2100, 0, 0}, -1},
       {{0x00000001, 0x00004800, 0x85, 0}, 3145728},
   };
-  for (const auto& [l, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
     for (const auto& c : cases) {
-      if (l->fromLeaf2 == nullptr) break;
-      EXPECT_EQ(l->fromLeaf2(c.reg), c.size) << l->tag << " case " << &c - cases;
+      if (l.fromLeaf2 == nullptr) break;
+      EXPECT_EQ(l.fromLeaf2(c.reg), c.size) << l.tag << " case " << &c - cases;
     }
-  }
+  });
 }
 
 // Planes at offsets that reach each alignment branch; packed regions that merge small, large
@@ -168,9 +154,7 @@ TEST(CopyRegions, C3P3R) {
       cases.push_back({40, 4, mis, pmis, 0, 0});
     }
   }
-  for (const auto& [l, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
     for (const Case& c : cases) {
       const int32_t srcStep = 3 * c.w + c.srcPad, dstStep = c.w + c.planePad;
       std::vector<uint8_t> src = RandomBytes(srcStep * c.h + 80, c.w * 13 + c.h);
@@ -185,18 +169,16 @@ TEST(CopyRegions, C3P3R) {
           for (int x = 0; x < c.w; ++x) want[at + y * dstStep + x] = base[y * srcStep + 3 * x + p];
         }
       }
-      ASSERT_EQ(l->c3p3(base, srcStep, planes, dstStep, {c.w, c.h}), StatusOk);
-      ASSERT_EQ(dst, want) << l->tag << " " << c.w << "x" << c.h << " " << c.srcMis;
+      ASSERT_EQ(l.c3p3(base, srcStep, planes, dstStep, {c.w, c.h}), StatusOk);
+      ASSERT_EQ(dst, want) << l.tag << " " << c.w << "x" << c.h << " " << c.srcMis;
     }
-  }
+  });
 }
 
 // Every fourth byte from the channel the source points at; the source ends at that channel's
 // last byte, so a load past it is caught by the sanitizer build.
 TEST(CopyRegions, C4C1R) {
-  for (const auto& [l, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
     for (int w : {1, 15, 16, 17, 18, 33, 70}) {
       for (int k = 0; k < 16; ++k) {
         const int h = k & 1 ? 3 : 1, pad = k & 2 ? 3 : 0, ch = k >> 2;
@@ -207,31 +189,29 @@ TEST(CopyRegions, C4C1R) {
         for (int y = 0; y < h; ++y) {
           for (int x = 0; x < w; ++x) want[4 + y * dstStep + x] = src[ch + y * srcStep + 4 * x];
         }
-        ASSERT_EQ(l->c4c1(src.data() + ch, srcStep, dst.data() + 4, dstStep, {w, h}), StatusOk);
-        ASSERT_EQ(dst, want) << l->tag << " " << w << "x" << h << " pad " << pad << " ch " << ch;
+        ASSERT_EQ(l.c4c1(src.data() + ch, srcStep, dst.data() + 4, dstStep, {w, h}), StatusOk);
+        ASSERT_EQ(dst, want) << l.tag << " " << w << "x" << h << " pad " << pad << " ch " << ch;
       }
     }
-  }
+  });
 }
 
 // Pointers in turn, then the size; nothing is written on failure.
 TEST(CopyRegions, CheckOrder) {
-  for (const auto& [l, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
     uint8_t buf[16] = {};
     uint8_t* ok[3] = {buf, buf + 4, buf + 8};
     uint8_t* nulls[3][3] = {{nullptr, buf, buf}, {buf, nullptr, buf}, {buf, buf, nullptr}};
-    EXPECT_EQ(l->c3p3(nullptr, 3, ok, 1, {0, 0}), StatusNullPointer);
-    EXPECT_EQ(l->c3p3(buf, 3, nullptr, 1, {0, 0}), StatusNullPointer);
-    for (auto& planes : nulls) EXPECT_EQ(l->c3p3(buf, 3, planes, 1, {0, 1}), StatusNullPointer);
-    EXPECT_EQ(l->c3p3(buf, 3, ok, 1, {1, 0}), StatusBadSize);
-    EXPECT_EQ(l->c3p3(buf, 3, ok, 1, {0, 1}), StatusBadSize);
-    EXPECT_EQ(l->c4c1(nullptr, 4, buf, 1, {0, 1}), StatusNullPointer);
-    EXPECT_EQ(l->c4c1(buf, 4, nullptr, 1, {1, 1}), StatusNullPointer);
-    EXPECT_EQ(l->c4c1(buf + 1, 4, buf, 1, {1, 0}), StatusBadSize);
-    EXPECT_EQ(std::count(buf, buf + 16, 0), 16) << l->tag;
-  }
+    EXPECT_EQ(l.c3p3(nullptr, 3, ok, 1, {0, 0}), StatusNullPointer);
+    EXPECT_EQ(l.c3p3(buf, 3, nullptr, 1, {0, 0}), StatusNullPointer);
+    for (auto& planes : nulls) EXPECT_EQ(l.c3p3(buf, 3, planes, 1, {0, 1}), StatusNullPointer);
+    EXPECT_EQ(l.c3p3(buf, 3, ok, 1, {1, 0}), StatusBadSize);
+    EXPECT_EQ(l.c3p3(buf, 3, ok, 1, {0, 1}), StatusBadSize);
+    EXPECT_EQ(l.c4c1(nullptr, 4, buf, 1, {0, 1}), StatusNullPointer);
+    EXPECT_EQ(l.c4c1(buf, 4, nullptr, 1, {1, 1}), StatusNullPointer);
+    EXPECT_EQ(l.c4c1(buf + 1, 4, buf, 1, {1, 0}), StatusBadSize);
+    EXPECT_EQ(std::count(buf, buf + 16, 0), 16) << l.tag;
+  });
 }
 
 }  // namespace

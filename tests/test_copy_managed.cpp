@@ -14,9 +14,9 @@
 
 namespace {
 
+using nyx::test::ForEachRow;
 using nyx::test::Image;
-using nyx::test::RunnableRows;
-using nyx::test::ScopedRow;
+using nyx::test::Row;
 
 uint8_t* Page(std::vector<uint8_t>& v) {
   return v.data() + ((4096 - (reinterpret_cast<uintptr_t>(v.data()) & 4095)) & 4095);
@@ -29,8 +29,7 @@ TEST(CopyManaged, ShortRowsReadNothingPastTheirEnd) {
   std::vector<uint8_t> dstBuffer(256);
   uint8_t* const line =
       dstBuffer.data() + ((64 - (reinterpret_cast<uintptr_t>(dstBuffer.data()) & 63)) & 63);
-  for (const auto& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row& row) {
     for (int len = 64; len < 80; ++len) {
       nyx::test::GuardedImage src(len, 1, 1, len, nyx::test::GuardSide::kAfter);
       src.Randomise(rng);
@@ -42,11 +41,11 @@ TEST(CopyManaged, ShortRowsReadNothingPastTheirEnd) {
           nyx::test::FaultLabel label(std::string(row.tag) + " len " + std::to_string(len) +
                                       " dst+" + std::to_string(mis));
           ASSERT_EQ(CopyManaged_8u_C1R(src.Origin(), len, dst, len, {len, 1}, flags), StatusOk);
-          ASSERT_EQ(0, std::memcmp(dst, want.data(), len)) << row.tag << " len " << len;
+          ASSERT_EQ(0, std::memcmp(dst, want.data(), len)) << "len " << len;
         }
       }
     }
-  }
+  });
 }
 
 TEST(CopyManaged, EveryFlagGivesTheCopy) {
@@ -61,30 +60,24 @@ TEST(CopyManaged, EveryFlagGivesTheCopy) {
   };
   for (int mis = 0; mis < 16; ++mis) cases.push_back({333, 2, 7, 0, mis, (mis * 5) % 64});
   std::mt19937 rng(11);
-  for (const auto& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     for (const Case& c : cases) {
       Image src(c.w, c.h, 1, c.srcPad, c.srcMis);
       src.Randomise(rng);
-      const std::vector<uint8_t> srcBytes = src.Bytes();
-      // Flags 0 to 3 top-down, then flag 0 into the destination walked bottom-up.
+      // Flags 0 to 3 top-down, then flag 0 with both images walked bottom-up.
       for (int32_t flags = 0; flags < 5; ++flags) {
-        const bool flip = flags == 4;
         Image dst(c.w, c.h, 1, c.dstPad, c.dstMis);
         dst.Randomise(rng);
-        ASSERT_EQ(CopyManaged_8u_C1R(src.Data(), src.Step(), flip ? dst.LastRow() : dst.Data(),
-                                     flip ? -dst.Step() : dst.Step(), {c.w, c.h}, flags & 3),
-                  StatusOk);
-        bool same = dst.CanariesIntact() && src.Bytes() == srcBytes;
-        for (int y = 0; y < c.h; ++y) {
-          same =
-              same && std::memcmp(src.Pixel(0, y), dst.Pixel(0, flip ? c.h - 1 - y : y), c.w) == 0;
-        }
-        ASSERT_TRUE(same) << row.tag << " " << c.w << "x" << c.h << " src+" << c.srcMis << " dst+"
-                          << c.dstMis << " flags " << flags;
+        ASSERT_TRUE(nyx::test::MatchesRowModel(
+            src, dst, flags == 4,
+            [&](const uint8_t* s, int32_t ss, uint8_t* d, int32_t ds) {
+              return CopyManaged_8u_C1R(s, ss, d, ds, {c.w, c.h}, flags & 3);
+            },
+            [&](const uint8_t* s, uint8_t* d) { std::memcpy(d, s, c.w); }))
+            << "src+" << c.srcMis << " dst+" << c.dstMis << " flags " << flags;
       }
     }
-  }
+  });
 }
 
 // Two rows whose source and destination offsets in a 4 KiB page lie at chosen distances, on both
@@ -94,8 +87,7 @@ TEST(CopyManaged, PageDistances) {
   const int kStep = 8192, kLen = 302;
   std::vector<uint8_t> buf(10 * 4096);
   std::mt19937 rng(5);
-  for (const auto& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row& row) {
     const bool turns = row.tag == std::string("u8") || row.tag == std::string("y8");
     for (int d : {0xF60, 0xF5F, 0xFFF, 0x20, 0, -1, -0x20, -0xA0, -0xA1}) {
       for (int k = 0; k < 3; ++k) {  // flags 0 and 1 apart, then flags 0 overlapping
@@ -110,27 +102,26 @@ TEST(CopyManaged, PageDistances) {
         }
         ASSERT_EQ(CopyManaged_8u_C1R(&buf[src], kStep, &buf[dst], kStep, {kLen, 2}, k & 1),
                   StatusOk);
-        ASSERT_EQ(buf, want) << row.tag << " distance " << d << " case " << k;
+        ASSERT_EQ(buf, want) << "distance " << d << " case " << k;
       }
     }
-  }
+  });
 }
 
 // Pointers, then the size; a failed call writes nothing. Steps are not looked at: a zero step
 // copies the one row again and again.
 TEST(CopyManaged, CheckOrder) {
   uint8_t src[4] = {1, 2, 3, 4}, dst[4] = {};
-  for (const auto& row : RunnableRows()) {
-    ScopedRow scoped(row);
+  ForEachRow([&](const Row&) {
     EXPECT_EQ(CopyManaged_8u_C1R(nullptr, 1, dst, 1, {0, 0}, 0), StatusNullPointer);
     EXPECT_EQ(CopyManaged_8u_C1R(src, -4, nullptr, 1, {1, 1}, 1), StatusNullPointer);
     EXPECT_EQ(CopyManaged_8u_C1R(src, 1, dst, 1, {0, 1}, 2), StatusBadSize);
     EXPECT_EQ(CopyManaged_8u_C1R(src, 1, dst, 1, {4, -1}, 3), StatusBadSize);
-    EXPECT_EQ(dst[0], 0) << row.tag;
+    EXPECT_EQ(dst[0], 0);
     EXPECT_EQ(CopyManaged_8u_C1R(src, 0, dst, 0, {4, 3}, 0), StatusOk);
-    EXPECT_EQ(std::memcmp(src, dst, 4), 0) << row.tag;
+    EXPECT_EQ(std::memcmp(src, dst, 4), 0);
     dst[0] = 0;
-  }
+  });
 }
 
 }  // namespace

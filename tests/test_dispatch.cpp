@@ -3,11 +3,8 @@
 // codes of nyxStaticInitCpu set exactly the pairs of their table.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "frame/dispatch.h"
 #include "frame/level.h"
-#include "support/rows.h"
 
 // A probe primitive built with the library's own dispatch shape; each row reports its index.
 namespace nyx::mx {
@@ -85,20 +82,6 @@ TEST(Dispatch, ProcessorCodesSetBothIndices) {
     EXPECT_EQ(nyxJumpIndexForMergedLibsLP, 1) << code;
   }
   nyxStaticInitCpu(0);
-}
-
-TEST(Dispatch, ShortAndFullNamesGiveTheSameBytesAtEveryRow) {
-  const uint8_t src[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-  const int32_t order[3] = {2, 0, 1};
-  for (const auto& row : nyx::test::RunnableRows()) {
-    nyx::test::ScopedRow scoped(row);
-    uint8_t a[12] = {}, b[12] = {};
-    EXPECT_EQ(SwapChannels_8u_C3R(src, 6, a, 6, {2, 2}, order), StatusOk);
-    EXPECT_EQ(nyxiSwapChannels_8u_C3R(src, 6, b, 6, {2, 2}, order), StatusOk);
-    EXPECT_EQ(0, std::memcmp(a, b, sizeof a)) << row.tag;
-    const uint8_t want[12] = {3, 1, 2, 6, 4, 5, 9, 7, 8, 12, 10, 11};
-    EXPECT_EQ(0, std::memcmp(a, want, sizeof a)) << row.tag;
-  }
 }
 
 }  // namespace

@@ -41,19 +41,14 @@ struct TypedForms {
   void (*free)(void*);
 };
 constexpr size_t kElementBytes[4] = {1, 2, 4, 4};
-template <auto F>
-void* Untyped(int32_t count) {
-  return F(count);
-}
-template <auto M8, auto M16, auto M32s, auto M32f>
-TypedForms Forms(const char* tag, void (*release)(void*)) {
-  return {tag, {Untyped<M8>, Untyped<M16>, Untyped<M32s>, Untyped<M32f>}, release};
-}
-#define NYX_FORMS(t)                                                           \
-  Forms<nyx::t::nyxsMalloc_8u, nyx::t::nyxsMalloc_16u, nyx::t::nyxsMalloc_32s, \
-        nyx::t::nyxsMalloc_32f>(#t, nyx::t::nyxsFree)
+#define NYX_FORM(t, type) [](int32_t n) -> void* { return nyx::t::nyxsMalloc_##type(n); }
+#define NYX_FORMS(t)                                                                               \
+  TypedForms {                                                                                     \
+#t, {NYX_FORM(t, 8u), NYX_FORM(t, 16u), NYX_FORM(t, 32s), NYX_FORM(t, 32f) }, nyx::t::nyxsFree \
+  }
 const TypedForms kLevels[] = {NYX_FORMS(mx), NYX_FORMS(m7), NYX_FORMS(u8), NYX_FORMS(y8)};
 #undef NYX_FORMS
+#undef NYX_FORM
 
 TEST(TypedMalloc, EveryLevel) {
   // The byte count is taken in 32 bits: bit 31 set gives null, a count past 32 bits keeps its

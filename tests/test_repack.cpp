@@ -35,13 +35,8 @@ struct Picture {
         planes{Image(w, h, 1, pad + 1, (mis + 3) % 16), Image(w / 2, h / 2, 1, pad, (mis + 9) % 16),
                Image(w / 2, h / 2, 1, pad + 2, mis % 8)},
         up(up) {}
-  uint8_t* PackedOrigin() { return up ? packed.LastRow() : packed.Data(); }
-  int32_t PackedStep() const { return up ? -packed.Step() : packed.Step(); }
   void PlaneArgs(uint8_t* ptr[3], int32_t step[3]) {
-    for (int k = 0; k < 3; ++k) {
-      ptr[k] = up ? planes[k].LastRow() : planes[k].Data();
-      step[k] = up ? -planes[k].Step() : planes[k].Step();
-    }
+    for (int k = 0; k < 3; ++k) ptr[k] = planes[k].Origin(up), step[k] = planes[k].Step(up);
   }
   Image packed;
   Image planes[3];
@@ -86,22 +81,16 @@ bool SameBytes(Picture& a, Picture& b) {
   return same;
 }
 
-class Repack : public testing::TestWithParam<Row> {
+class Repack : public RowTest {
  protected:
-  Repack() : row_(GetParam()) {}
-  ScopedRow row_;
-  std::mt19937 rng_{4242};
-
   // One call each way on a fresh picture; padding, misalignment and direction from `layout`.
   void Check(int w, int h, int pad, int mis, bool up) {
     for (const auto& kind : kKinds) {
       for (const bool toPlanes : {true, false}) {
         Picture in(w, h, pad, mis, up), out(w, h, pad + 5, (mis + 7) % 16, !up && pad % 2);
-        in.packed.Randomise(rng_);
-        out.packed.Randomise(rng_);
-        for (int k = 0; k < 3; ++k) {
-          in.planes[k].Randomise(rng_);
-          out.planes[k].Randomise(rng_);
+        for (Picture* p : {&in, &out}) {
+          p->packed.Randomise(rng_);
+          for (Image& plane : p->planes) plane.Randomise(rng_);
         }
         Picture want = out, inBefore = in;
         uint8_t* planes[3];
@@ -110,11 +99,12 @@ class Repack : public testing::TestWithParam<Row> {
         if (toPlanes) {
           ModelTo(kind.at, in, want, w, h);
           out.PlaneArgs(planes, steps);
-          status = kind.to(in.PackedOrigin(), in.PackedStep(), planes, steps, {w, h});
+          status = kind.to(in.packed.Origin(up), in.packed.Step(up), planes, steps, {w, h});
         } else {
           ModelFrom(kind.at, in, want, w, h);
           in.PlaneArgs(planes, steps);
-          status = kind.from(planes, steps, out.PackedOrigin(), out.PackedStep(), {w, h});
+          status =
+              kind.from(planes, steps, out.packed.Origin(out.up), out.packed.Step(out.up), {w, h});
         }
         ASSERT_EQ(status, StatusOk);
         ASSERT_TRUE(SameBytes(out, want) && SameBytes(in, inBefore))
@@ -126,9 +116,8 @@ class Repack : public testing::TestWithParam<Row> {
 };
 
 TEST_P(Repack, EveryWidthAndLayoutMatchesTheModel) {
-  std::vector<std::pair<int, int>> sizes = {{1000, 3}, {127, 4}, {128, 2}, {129, 5}, {2, 2}};
-  for (int w = 2; w <= 70; ++w) sizes.push_back({w, 2 + w % 4});
-  for (const auto& [w, h] : sizes) {
+  for (int w : SweepWidths(2)) {
+    const int h = 2 + w % 4;
     Check(w, h, 0, 0, false);
     Check(w, h, w % 7, (w * 5) % 16, false);
     Check(w, h, 3, w % 16, true);
@@ -170,8 +159,7 @@ TEST_P(Repack, ArgumentChecksInOrder) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, Repack, testing::ValuesIn(RunnableRows()),
-                         [](const auto& info) { return RowName(info.param); });
+NYX_INSTANTIATE_ROWS(Repack);
 
 }  // namespace
 }  // namespace nyx::test

@@ -29,14 +29,6 @@ struct Level {
 const Level kLevels[] = {NYX_LEVEL_ENTRY(mx), NYX_LEVEL_ENTRY(m7), NYX_LEVEL_ENTRY(u8),
                          NYX_LEVEL_ENTRY(y8)};
 
-// Each runnable row's kernels, with the row and its register width to force while they run:
-// the SSE4.1 row's kernels come once per width, as their wide forms must give its bytes.
-std::vector<std::pair<const Level*, nyx::test::Row>> Levels() {
-  std::vector<std::pair<const Level*, nyx::test::Row>> out;
-  for (const auto& row : nyx::test::RunnableRows()) out.push_back({&kLevels[row.index], row});
-  return out;
-}
-
 struct Layout {
   const char* name;
   int pixelBytes;
@@ -58,9 +50,7 @@ std::vector<double> Model(const uint8_t* first, int32_t step, ImageSize roi, con
 
 TEST(Sum, ExactAtEveryLevel) {
   std::mt19937 rng(5);
-  for (const auto& [level, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& level) {
     for (int li = 0; li < 3; ++li) {
       const Layout& layout = kLayouts[li];
       for (int width : {1, 2, 3, 5, 6, 15, 16, 17, 21, 33, 48, 63, 100, 257}) {
@@ -73,11 +63,11 @@ TEST(Sum, ExactAtEveryLevel) {
               const uint8_t* first = bottomUp ? image.LastRow() : image.Data();
               const int32_t step = bottomUp ? -image.Step() : image.Step();
               double got[3] = {-1.0, -1.0, -1.0};
-              ASSERT_EQ(level->sum[li](first, step, {width, height}, got), StatusOk);
+              ASSERT_EQ(level.sum[li](first, step, {width, height}, got), StatusOk);
               const auto want = Model(first, step, {width, height}, layout);
               for (int c = 0; c < 3; ++c) {  // a one-channel sum leaves the rest alone
                 ASSERT_EQ(got[c], c < layout.results ? want[c] : -1.0)
-                    << level->tag << " " << layout.name << " w " << width << " m " << misalign
+                    << level.tag << " " << layout.name << " w " << width << " m " << misalign
                     << " step " << step;
               }
             }
@@ -86,7 +76,7 @@ TEST(Sum, ExactAtEveryLevel) {
         }
       }
     }
-  }
+  });
 }
 
 // Past 0x808080 pixels the three-channel kernels sum row by row in runs of 1024 pixels. A step of
@@ -105,26 +95,22 @@ TEST(Sum, LargeRegionsStayExact) {
     const uint8_t* first = row.data() + 3;
     const ImageSize roi{c.width, c.height};
     const auto oneRow = Model(first, 0, {c.width, 1}, layout);
-    for (const auto& [level, at] : Levels()) {
-      const nyx::test::ScopedRow forced(at);
-      SCOPED_TRACE(nyx::test::RowName(at));
+    nyx::test::ForEachRow(kLevels, [&](const Level& level) {
       double got[3] = {};
-      ASSERT_EQ(level->sum[c.layout](first, 0, roi, got), StatusOk);
+      ASSERT_EQ(level.sum[c.layout](first, 0, roi, got), StatusOk);
       for (int ch = 0; ch < layout.results; ++ch) {
-        EXPECT_EQ(got[ch], oneRow[ch] * c.height) << level->tag << " " << layout.name;
+        EXPECT_EQ(got[ch], oneRow[ch] * c.height) << level.tag << " " << layout.name;
       }
-    }
+    });
   }
 }
 
 TEST(Sum, ArgumentChecks) {
   constexpr Status kNull = StatusNullPointer, kSize = StatusBadSize;
   uint8_t px[16] = {};
-  for (const auto& [level, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& level) {
     for (int li = 0; li < 3; ++li) {
-      SumFn sum = level->sum[li], mean = level->mean[li];
+      SumFn sum = level.sum[li], mean = level.mean[li];
       double r[3] = {-1.0, -1.0, -1.0};
       const std::pair<Status, Status> checks[] = {
           {sum(nullptr, 4, {1, 1}, r), kNull},   {sum(px, 4, {1, 1}, nullptr), kNull},
@@ -133,14 +119,14 @@ TEST(Sum, ArgumentChecks) {
           {mean(px, 4, {0, 1}, nullptr), kNull}, {mean(nullptr, 4, {1, 1}, r), kNull},
           {mean(px, 4, {1, 0}, r), kSize}};
       for (size_t i = 0; i < std::size(checks); ++i) {
-        EXPECT_EQ(checks[i].first, checks[i].second) << level->tag << " check " << i;
+        EXPECT_EQ(checks[i].first, checks[i].second) << level.tag << " check " << i;
       }
       EXPECT_TRUE(r[0] == -1.0 && r[1] == -1.0 && r[2] == -1.0);
       // Steps of 0 and below are legal.
       EXPECT_EQ(sum(px, 0, {2, 3}, r), StatusOk);
       EXPECT_EQ(mean(px + 8, -4, {1, 2}, r), StatusOk);
     }
-  }
+  });
 }
 
 }  // namespace

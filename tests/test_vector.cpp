@@ -33,14 +33,6 @@ struct Level {
 const Level kLevels[] = {
     {NYX_LEVEL(mx, false)}, {NYX_LEVEL(m7, true)}, {NYX_LEVEL(u8, true)}, {NYX_LEVEL(y8, true)}};
 
-// Each runnable row's kernels, with the row and its register width to force while they run:
-// the SSE4.1 row's kernels come once per width, as their wide forms must give its bytes.
-std::vector<std::pair<const Level*, nyx::test::Row>> Levels() {
-  std::vector<std::pair<const Level*, nyx::test::Row>> out;
-  for (const auto& row : nyx::test::RunnableRows()) out.push_back({&kLevels[row.index], row});
-  return out;
-}
-
 constexpr float kCanary = -12345.5f;
 uint32_t Bits(float f) {
   return std::bit_cast<uint32_t>(f);
@@ -66,82 +58,70 @@ float Mixed(std::mt19937& rng) {
 using nyx::test::FloatModel;
 using nyx::test::GenericNorm;
 
-std::vector<int> Lengths() {
-  std::vector<int> lengths{255, 1000, 4099};
-  for (int n = 1; n <= 70; ++n) lengths.push_back(n);
-  return lengths;
-}
-
 TEST(Vector, DotProductAndNormFollowEachLevelsOrder) {
   std::mt19937 rng(7);
-  for (const auto& [level, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
-    const int acc = level->simd ? 4 : 2;
+  nyx::test::ForEachRow(kLevels, [&](const Level& level) {
+    const int acc = level.simd ? 4 : 2;
     int caught[3] = {};  // misses of a slipped dot fold, a plain loop, a slipped norm fold
-    for (int len : Lengths()) {
+    for (int len : nyx::test::SweepWidths()) {
       for (int m = 0; m < 16; ++m) {
         Floats a(len, m / 4), b(len, m % 4);
         float dp = kCanary, norm = kCanary, plain = 0.0f;
         for (int i = 0; i < len; ++i)
           a.p[i] = Mixed(rng), b.p[i] = Mixed(rng), plain += a.p[i] * b.p[i];
-        ASSERT_TRUE(level->dot(a.p, b.p, len, &dp) == StatusOk &&
-                    level->norm(b.p, len, &norm) == StatusOk);
+        ASSERT_TRUE(level.dot(a.p, b.p, len, &dp) == StatusOk &&
+                    level.norm(b.p, len, &norm) == StatusOk);
         const float normModel =
-            level->simd ? std::sqrt(FloatModel(b.p, b.p, len, 2, false)) : GenericNorm(b.p, len);
+            level.simd ? std::sqrt(FloatModel(b.p, b.p, len, 2, false)) : GenericNorm(b.p, len);
         ASSERT_EQ(Bits(dp), Bits(FloatModel(a.p, b.p, len, acc, false))) << len << " " << m;
-        ASSERT_EQ(Bits(norm), Bits(normModel)) << level->tag << " len " << len << " m " << m;
+        ASSERT_EQ(Bits(norm), Bits(normModel)) << level.tag << " len " << len << " m " << m;
         caught[0] += Bits(dp) != Bits(FloatModel(a.p, b.p, len, acc, true));
         caught[1] += Bits(dp) != Bits(plain);
         caught[2] += Bits(norm) != Bits(std::sqrt(FloatModel(b.p, b.p, len, 2, true)));
       }
     }
     // The data catches a wrong order (the generic norm's double hides its order).
-    EXPECT_TRUE(caught[0] > 100 && caught[1] > 100 && (caught[2] > 10 || !level->simd));
+    EXPECT_TRUE(caught[0] > 100 && caught[1] > 100 && (caught[2] > 10 || !level.simd));
     const float zeros[9] = {0.0f, -0.0f};
     float norm = kCanary;
-    EXPECT_TRUE(level->norm(zeros, 9, &norm) == StatusOk && Bits(norm) == 0) << level->tag;
-  }
+    EXPECT_TRUE(level.norm(zeros, 9, &norm) == StatusOk && Bits(norm) == 0) << level.tag;
+  });
 }
 
 // A zero constant of either sign leaves -0.0 as it is (subtracting +0.0 would make it +0.0).
 TEST(Vector, ConvertSubtractCopyMoveZeroAreExact) {
   std::mt19937 rng(3);
-  for (const auto& [level, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
-    for (int len : Lengths()) {
+  nyx::test::ForEachRow(kLevels, [&](const Level& level) {
+    for (int len : nyx::test::SweepWidths()) {
       for (int m = 0; m < 4; ++m) {
         std::vector<uint8_t> bytes(len + m);
         for (auto& v : bytes) v = static_cast<uint8_t>(rng());
         Floats dst(len, m), src(len, 3 - m);
-        ASSERT_EQ(level->convert(bytes.data() + m, dst.p, len), StatusOk);
+        ASSERT_EQ(level.convert(bytes.data() + m, dst.p, len), StatusOk);
         for (int i = 0; i < len; ++i) ASSERT_EQ(dst.p[i], static_cast<float>(bytes[m + i]));
         const float c = Mixed(rng);
         for (int i = 0; i < len; ++i) src.p[i] = dst.p[i] = Mixed(rng);
-        ASSERT_EQ(level->subC(c, dst.p, len), StatusOk);
+        ASSERT_EQ(level.subC(c, dst.p, len), StatusOk);
         for (int i = 0; i < len; ++i) ASSERT_EQ(Bits(dst.p[i]), Bits(src.p[i] - c)) << i;
-        ASSERT_TRUE(level->copy(src.p, dst.p, len) == StatusOk &&
+        ASSERT_TRUE(level.copy(src.p, dst.p, len) == StatusOk &&
                     !std::memcmp(src.p, dst.p, len * 4));
-        ASSERT_EQ(level->zero(reinterpret_cast<uint8_t*>(dst.p) + m, len * 4 - m), StatusOk);
+        ASSERT_EQ(level.zero(reinterpret_cast<uint8_t*>(dst.p) + m, len * 4 - m), StatusOk);
         for (int i = 0; i < len; ++i)
           ASSERT_EQ(Bits(dst.p[i]), i ? 0 : Bits(src.p[0]) & ((1u << 8 * m) - 1));
-        ASSERT_TRUE(level->move32(src.p, dst.p, len) == StatusOk &&
+        ASSERT_TRUE(level.move32(src.p, dst.p, len) == StatusOk &&
                     !std::memcmp(src.p, dst.p, len * 4));
-        ASSERT_TRUE(dst.CanariesIntact()) << level->tag << " len " << len << " m " << m;
+        ASSERT_TRUE(dst.CanariesIntact()) << level.tag << " len " << len << " m " << m;
       }
     }
     float negZero[5] = {-0.0f, -0.0f, -0.0f, -0.0f, -0.0f};
-    for (float c : {0.0f, -0.0f}) EXPECT_EQ(level->subC(c, negZero, 5), StatusOk);
-    for (float v : negZero) EXPECT_EQ(Bits(v), Bits(-0.0f)) << level->tag;
-  }
+    for (float c : {0.0f, -0.0f}) EXPECT_EQ(level.subC(c, negZero, 5), StatusOk);
+    for (float v : negZero) EXPECT_EQ(Bits(v), Bits(-0.0f)) << level.tag;
+  });
 }
 
 // Overlapping moves both ways and onto themselves, against memmove, guards around the range.
 TEST(Vector, MovesAreOverlapSafe) {
-  for (const auto& [level, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& level) {
     for (int len : {1, 3, 8, 17, 64, 133}) {
       for (int shift : {-37, -16, -5, -1, 0, 1, 4, 9, 40}) {
         std::vector<float> f(len + 100), fWant;
@@ -150,38 +130,36 @@ TEST(Vector, MovesAreOverlapSafe) {
         fWant = f, sWant = s;
         std::memmove(&fWant[48 + shift], &fWant[48], len * sizeof(float));
         std::memmove(&sWant[48 + shift], &sWant[48], len * sizeof(int16_t));
-        ASSERT_EQ(level->move32(&f[48], &f[48 + shift], len), StatusOk);
-        ASSERT_EQ(level->move16(&s[48], &s[48 + shift], len), StatusOk);
-        EXPECT_TRUE(f == fWant && s == sWant) << level->tag << " len " << len << " shift " << shift;
+        ASSERT_EQ(level.move32(&f[48], &f[48 + shift], len), StatusOk);
+        ASSERT_EQ(level.move16(&s[48], &s[48 + shift], len), StatusOk);
+        EXPECT_TRUE(f == fWant && s == sWant) << level.tag << " len " << len << " shift " << shift;
       }
     }
-  }
+  });
 }
 
 // Pointers first, then the length; a failed call writes nothing. Length 1 works.
 TEST(Vector, ArgumentChecks) {
-  for (const auto& [level, at] : Levels()) {
-    const nyx::test::ScopedRow forced(at);
-    SCOPED_TRACE(nyx::test::RowName(at));
+  nyx::test::ForEachRow(kLevels, [&](const Level& level) {
     float f[4] = {1.0f, 2.0f, 3.0f, 4.0f}, out = kCanary;
     int16_t s[4] = {};
     uint8_t b[4] = {9, 9, 9, 9};
-    const Status nulls[] = {level->convert(nullptr, f, 0),   level->convert(b, nullptr, 4),
-                            level->subC(0.0f, nullptr, 4),   level->dot(nullptr, f, 4, &out),
-                            level->dot(f, nullptr, 4, &out), level->dot(f, f, 0, nullptr),
-                            level->norm(nullptr, 4, &out),   level->norm(f, 4, nullptr),
-                            level->copy(nullptr, f, 4),      level->move32(f, nullptr, 4),
-                            level->move16(nullptr, s, -1),   level->zero(nullptr, 4)};
+    const Status nulls[] = {level.convert(nullptr, f, 0),   level.convert(b, nullptr, 4),
+                            level.subC(0.0f, nullptr, 4),   level.dot(nullptr, f, 4, &out),
+                            level.dot(f, nullptr, 4, &out), level.dot(f, f, 0, nullptr),
+                            level.norm(nullptr, 4, &out),   level.norm(f, 4, nullptr),
+                            level.copy(nullptr, f, 4),      level.move32(f, nullptr, 4),
+                            level.move16(nullptr, s, -1),   level.zero(nullptr, 4)};
     const Status sizes[] = {
-        level->convert(b, f, 0),    level->subC(0.0f, f, 0),    level->subC(1.0f, f, -1),
-        level->dot(f, f, 0, &out),  level->norm(f, -3, &out),   level->copy(f, f + 1, 0),
-        level->move32(f + 1, f, 0), level->move16(s, s + 1, 0), level->zero(b, 0)};
-    for (Status got : nulls) EXPECT_EQ(got, StatusNullPointer) << level->tag << " " << &got - nulls;
-    for (Status got : sizes) EXPECT_EQ(got, StatusBadSize) << level->tag << " " << &got - sizes;
+        level.convert(b, f, 0),    level.subC(0.0f, f, 0),    level.subC(1.0f, f, -1),
+        level.dot(f, f, 0, &out),  level.norm(f, -3, &out),   level.copy(f, f + 1, 0),
+        level.move32(f + 1, f, 0), level.move16(s, s + 1, 0), level.zero(b, 0)};
+    for (Status got : nulls) EXPECT_EQ(got, StatusNullPointer) << level.tag << " " << &got - nulls;
+    for (Status got : sizes) EXPECT_EQ(got, StatusBadSize) << level.tag << " " << &got - sizes;
     EXPECT_TRUE(Bits(out) == Bits(kCanary) && f[0] == 1.0f && f[1] == 2.0f && b[0] == 9);
-    EXPECT_TRUE(level->dot(f + 1, f + 2, 1, &out) == StatusOk && out == 6.0f);
-    EXPECT_TRUE(level->norm(f + 3, 1, &out) == StatusOk && out == 4.0f);
-  }
+    EXPECT_TRUE(level.dot(f + 1, f + 2, 1, &out) == StatusOk && out == 6.0f);
+    EXPECT_TRUE(level.norm(f + 3, 1, &out) == StatusOk && out == 4.0f);
+  });
 }
 
 }  // namespace

@@ -4,10 +4,15 @@
 #ifndef NYX_TESTS_SUPPORT_IMAGE_H
 #define NYX_TESTS_SUPPORT_IMAGE_H
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <random>
 #include <vector>
+
+#include "nyx.h"
 
 namespace nyx::test {
 
@@ -23,6 +28,9 @@ class Image {
   int32_t Step() const { return step_; }
   // The last row's address and the negated step: the same image walked bottom-up.
   uint8_t* LastRow() { return Data() + static_cast<ptrdiff_t>(height_ - 1) * step_; }
+  // First row and step as a function walking the image top-down or bottom-up receives them.
+  uint8_t* Origin(bool bottomUp) { return bottomUp ? LastRow() : Data(); }
+  int32_t Step(bool bottomUp) const { return bottomUp ? -step_ : step_; }
 
   uint8_t* Pixel(int x, int y) { return Data() + static_cast<ptrdiff_t>(y) * step_ + x * bytes_; }
   const uint8_t* Pixel(int x, int y) const {
@@ -50,6 +58,28 @@ class Image {
   size_t first_;
   std::vector<uint8_t> buffer_;
 };
+
+// Runs call(src origin, src step, dst origin, dst step) on the two images walked top-down or
+// bottom-up, and compares every byte of the destination's allocation, canaries included, with
+// a copy into which model(src row, dst row) has written each row; the source must not change.
+template <class Call, class Model>
+testing::AssertionResult MatchesRowModel(Image& src, Image& dst, bool bottomUp, Call call,
+                                         Model model) {
+  const std::vector<uint8_t> srcBefore = src.Bytes();
+  std::vector<uint8_t> want = dst.Bytes();
+  uint8_t *s = src.Origin(bottomUp), *d = dst.Origin(bottomUp);
+  const int32_t ss = src.Step(bottomUp), ds = dst.Step(bottomUp);
+  uint8_t* w = want.data() + (d - dst.Bytes().data());
+  for (int y = 0; y < src.Height(); ++y)
+    model(s + static_cast<ptrdiff_t>(y) * ss, w + static_cast<ptrdiff_t>(y) * ds);
+  if (call(s, ss, d, ds) != StatusOk) return testing::AssertionFailure() << "status";
+  if (src.Bytes() != srcBefore) return testing::AssertionFailure() << "source written";
+  if (dst.Bytes() == want) return testing::AssertionSuccess();
+  return testing::AssertionFailure()
+         << src.Width() << "x" << src.Height() << (bottomUp ? " bottom-up" : "")
+         << ": first wrong byte "
+         << std::mismatch(want.begin(), want.end(), dst.Bytes().begin()).first - want.begin();
+}
 
 }  // namespace nyx::test
 

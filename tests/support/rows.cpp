@@ -41,4 +41,11 @@ std::string RowName(const Row& row) {
   return std::string(row.tag) + "_" + std::to_string(WidthOf(row.wideForms));
 }
 
+std::vector<int> SweepWidths(int least) {
+  std::vector<int> widths;
+  for (int w = least; w <= 70; ++w) widths.push_back(w);
+  for (int w : {127, 128, 129, 1000}) widths.push_back(w);
+  return widths;
+}
+
 }  // namespace nyx::test
