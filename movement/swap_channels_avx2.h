@@ -11,48 +11,25 @@
 namespace nyx::NYX_TAG {
 namespace {
 
-// AC4 reordering of one row: channels 0..2 of each pixel from its bytes table[0..15] (the
-// 128-bit shuffle table of four pixels, alpha lanes selecting zero); the alpha byte is never
-// changed. Eight pixels per register with the row's four-pixel table in both lanes; each pixel
-// is rebuilt from its own bytes and its alpha byte written back as it was read, so the split of
-// a row does not show in its bytes.
-inline void owniSwapWide_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
-                                 const uint8_t table[16]) {
-  auto single = [&] {
-    d[0] = s[order[0]];
-    d[1] = s[order[1]];
-    d[2] = s[order[2]];
-    s += 4;
-    d += 4;
-    --width;
+// AC4 reordering from a 32-byte aligned destination: 32 pixels a round, then 8, each pixel
+// rebuilt from its own bytes by the row's four-pixel table (in both lanes) and its alpha byte
+// written back as it was read; the pointers and width are left at what remains (below 8).
+inline void owniSwapWide_8u_AC4R(const uint8_t*& s, uint8_t*& d, int64_t& width, __m128i table) {
+  const __m256i shuffle = _mm256_broadcastsi128_si256(table);
+  const __m256i alpha = _mm256_set1_epi32(static_cast<int32_t>(0xFF000000u));
+  auto step = [&](int q) {
+    const __m256i v =
+        _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + q)), shuffle);
+    __m256i* p = reinterpret_cast<__m256i*>(d + q);
+    _mm256_store_si256(p, _mm256_blendv_epi8(v, _mm256_load_si256(p), alpha));
   };
-  if ((reinterpret_cast<uintptr_t>(d) & 3) == 0) {
-    const __m256i shuffle =
-        _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(table)));
-    const __m256i alpha = _mm256_set1_epi32(static_cast<int32_t>(0xFF000000u));
-    auto step = [&](int q) {
-      const __m256i v =
-          _mm256_shuffle_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + q)), shuffle);
-      __m256i* p = reinterpret_cast<__m256i*>(d + q);
-      _mm256_store_si256(p, _mm256_blendv_epi8(v, _mm256_load_si256(p), alpha));
-    };
-    while (width > 0 && (reinterpret_cast<uintptr_t>(d) & 31) != 0) single();
-    for (; width >= 32; width -= 32, s += 128, d += 128) {
-      step(0);
-      step(32);
-      step(64);
-      step(96);
-    }
-    for (; width >= 8; width -= 8, s += 32, d += 32) step(0);
-    if (width >= 4) {
-      const __m128i v = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)),
-                                         _mm256_castsi256_si128(shuffle));
-      __m128i* p = reinterpret_cast<__m128i*>(d);
-      _mm_store_si128(p, _mm_blendv_epi8(v, _mm_load_si128(p), _mm256_castsi256_si128(alpha)));
-      s += 16, d += 16, width -= 4;
-    }
+  for (; width >= 32; width -= 32, s += 128, d += 128) {
+    step(0);
+    step(32);
+    step(64);
+    step(96);
   }
-  while (width > 0) single();
+  for (; width >= 8; width -= 8, s += 32, d += 32) step(0);
 }
 
 // Two 16-pixel blocks side by side, one in each 128-bit lane: the lane-local byte shuffle then

@@ -182,9 +182,10 @@ __m128i KeepAlpha(__m128i shuffled, __m128i dst, __m128i alpha) {
 #endif
 }
 
-// One row. A 4-aligned destination goes by single pixels to a 16-byte boundary and then 16
-// pixels a step (aligned read-shuffle-blend-store of the destination), then 4 pixels a step;
-// anything else goes by single pixels, which never store the fourth byte.
+// One row. A 4-aligned destination goes by single pixels to a 16-byte boundary (32 in the
+// 256-bit build, which then takes 32 and 8 pixels a step) and then 16 pixels a step (aligned
+// read-shuffle-blend-store of the destination), then 4 pixels a step; anything else goes by
+// single pixels, which never store the fourth byte.
 void owniSwapChannels_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const int32_t* order,
                               __m128i table, __m128i alpha) {
   auto single = [&] {
@@ -196,7 +197,10 @@ void owniSwapChannels_8u_AC4R(const uint8_t* s, uint8_t* d, int64_t width, const
     --width;
   };
   if (IsAligned(d, 4)) {
-    while (width > 0 && !IsAligned(d, 16)) single();
+    while (width > 0 && !IsAligned(d, kWide ? 32 : 16)) single();
+#if defined(NYX_WIDE_avx2)
+    owniSwapWide_8u_AC4R(s, d, width, table);
+#endif
     for (; width >= 16; width -= 16, s += 64, d += 64) {
       for (int q = 0; q < 64; q += 16) {
         const __m128i v = KeepAlpha(Shuffle(Load(s + q), table), LoadAligned(d + q), alpha);
@@ -420,14 +424,6 @@ void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t
       owniSwapRegionWide_AC4(pSrc, srcStep, pDst, dstStep, run.width, run.height, order))
   const __m128i table = BuildTableAC4(order);
   const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
-#if defined(NYX_WIDE_avx2)
-  alignas(16) uint8_t tableBytes[16];
-  _mm_store_si128(reinterpret_cast<__m128i*>(tableBytes), table);
-  for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
-    owniSwapWide_8u_AC4R(pSrc, pDst, run.width, order, tableBytes);
-  }
-  return;
-#endif
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
     owniSwapChannels_8u_AC4R(pSrc, pDst, run.width, order, table, alpha);
   }
