@@ -7,12 +7,14 @@
 // figure is the median of many timed batches after a warm-up, in milliseconds per call; the
 // columns of a line take turns batch by batch, so that they share the machine's noisy spells.
 //
-//   nyx_bench [--ms=N] [--row=R] [--width=B] [--wall] [filter...]
+//   nyx_bench [--ms=N] [--row=R] [--width=B] [--pad=P] [--wall] [filter...]
 //
 // --ms sets the time spent per measurement (default 75), --row forces the row of the second
 // column (0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1), --width caps the register width (128, 256 or
-// 512 bits) that the SSE4.1 row's kernels may use in that column, --wall times by the wall clock
-// instead of the thread's CPU time, and a filter keeps the entries whose name contains it. When
+// 512 bits) that the SSE4.1 row's kernels may use in that column, --pad adds P bytes to every
+// packed row (rows no longer end to end, so that nothing can take the region as one long row,
+// and the cost per row shows), --wall times by the wall clock instead of the thread's CPU time,
+// and a filter keeps the entries whose name contains it. When
 // the second column is the SSE4.1 row, one more column per register width this processor has
 // times that row at exactly that width, side by side.
 //
@@ -364,14 +366,14 @@ const Entry kEntries[] = {
      NYX(CbYCr422ToYCrCb420_8u_C2P3R(f.src, f.srcStep, f.planes, f.planeSteps, f.roi)), nullptr,
      LIBYUV(libyuv::UYVYToI420(f.src, f.srcStep, f.planes[0], f.planeSteps[0], f.planes[2],
                                f.planeSteps[2], f.planes[1], f.planeSteps[1], W, H)),
-     0, 0, false, kPlanarDestination},
+     0, 0, false, kPlanarDestination, 1, nullptr, false},
 #endif
 #if NYX_HAS_YCbCr422ToYCrCb420_8u_C2P3R
     {"YCbCr422ToYCrCb420_8u_C2P3R", 2, 1, 1, false, false,
      NYX(YCbCr422ToYCrCb420_8u_C2P3R(f.src, f.srcStep, f.planes, f.planeSteps, f.roi)), nullptr,
      LIBYUV(libyuv::YUY2ToI420(f.src, f.srcStep, f.planes[0], f.planeSteps[0], f.planes[2],
                                f.planeSteps[2], f.planes[1], f.planeSteps[1], W, H)),
-     0, 0, false, kPlanarDestination},
+     0, 0, false, kPlanarDestination, 1, nullptr, false},
 #endif
 #if NYX_HAS_YCrCb420ToCbYCr422_8u_P3C2R
     {"YCrCb420ToCbYCr422_8u_P3C2R", 1, 2, 1, false, false,
@@ -536,6 +538,9 @@ void MedianMs(const std::vector<Contender>& contenders, double budgetMs) {
 const char* const kRowNames[NYX_VARIANT_COUNT] = {"generic", "SSE3", "SSSE3", "SSE4.1"};
 const uint32_t kRowCodes[NYX_VARIANT_COUNT] = {0, 32, 33, 35};
 
+// Bytes added to every packed row (--pad).
+int gPad = 0;
+
 // The wide forms the chosen column may use (--width), and the widths of the side columns.
 uint32_t gChosenForms = 0;
 std::vector<int> gWidths;
@@ -638,8 +643,8 @@ Row Measure(const Entry& e, ImageSize size, int chosenRow, double budgetMs, Buff
   f.src = src.data;
   f.dst = dst.data;
   f.scratch = scratch.data;
-  f.srcStep = f.srcRoi.width * (e.inPlace ? e.dstBytes : e.srcBytes);
-  f.dstStep = f.dstRoi.width * e.dstBytes;
+  f.srcStep = f.srcRoi.width * (e.inPlace ? e.dstBytes : e.srcBytes) + gPad;
+  f.dstStep = f.dstRoi.width * e.dstBytes + gPad;
   f.src2 = f.src + static_cast<size_t>(f.srcStep) * static_cast<size_t>(f.srcRoi.height);
   size_t dstBytes = static_cast<size_t>(f.dstStep) * static_cast<size_t>(f.dstRoi.height);
   // Bytes read and written per pixel, twice over: a 4:2:0 side has one and a half.
@@ -760,10 +765,17 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "nyx_bench: --width takes 128, 256 or 512\n");
         return 2;
       }
+    } else if (arg.rfind("--pad=", 0) == 0) {
+      gPad = std::atoi(arg.c_str() + 6);
+      if (gPad < 0 || gPad > 4096) {
+        std::fprintf(stderr, "nyx_bench: --pad takes 0 to 4096\n");
+        return 2;
+      }
     } else if (arg == "--wall") {
       gClock = CLOCK_MONOTONIC;
     } else if (arg == "-h" || arg == "--help") {
-      std::printf("usage: %s [--ms=N] [--row=R] [--width=B] [--wall] [filter...]\n", argv[0]);
+      std::printf("usage: %s [--ms=N] [--row=R] [--width=B] [--pad=P] [--wall] [filter...]\n",
+                  argv[0]);
       return 0;
     } else {
       filters.push_back(arg);
@@ -788,14 +800,17 @@ int main(int argc, char** argv) {
                                                 static_cast<size_t>(size.height) *
                                                 std::max(e.srcBytes * e.sources, e.dstBytes) +
                                             64);
+  frameBytes += static_cast<size_t>(gPad) * 1080 * 2;  // padded rows of the tallest frames
   Buffer src(frameBytes), dst(frameBytes);
   Buffer scratch(size_t{4} << 20);  // more than any scaler entry asks for at these sizes
 
   double load[3] = {0, 0, 0};
   getloadavg(load, 3);
-  std::printf("nyx_bench: chosen row %d (%s) at %d bits; load average %.2f %.2f %.2f; peers:%s%s\n",
-              chosenRow, kRowNames[chosenRow], chosenRow == 3 ? nyx::WidthOf(gChosenForms) : 128,
-              load[0], load[1], load[2], kOpenCvName, kLibyuvName);
+  std::printf(
+      "nyx_bench: chosen row %d (%s) at %d bits; rows padded by %d bytes; load average %.2f %.2f "
+      "%.2f; peers:%s%s\n",
+      chosenRow, kRowNames[chosenRow], chosenRow == 3 ? nyx::WidthOf(gChosenForms) : 128, gPad,
+      load[0], load[1], load[2], kOpenCvName, kLibyuvName);
   std::printf(
       "median %s ms per call; peer/nyx and bound/nyx divide by the chosen row (above 1: nyx is "
       "faster); bound = memcpy of (read + written) / 2\n",
