@@ -308,12 +308,13 @@ inline void VectorPart128(const uint8_t* s, uint8_t* d, int32_t pixels, uint8_t 
 }  // namespace tobgr
 }  // namespace nyx::NYX_TAG
 
-// The SSE4.1 row's 256-bit form of the vector part: the same lanes, sixteen pixels at a time,
-// with a last group of eight in 128 bits.
+// The SSE4.1 row's 256-bit form of a whole region: the same lanes, sixteen pixels at a time,
+// with a last group of eight in 128 bits, and the same rest of each row.
 #if NYX_LEVEL == NYX_LEVEL_SSE41
 #include "frame/width.h"
-NYX_IN_WIDE_FORMS(template <int kKernel> void ToBgrVectorPart(const uint8_t* s, uint8_t* d,
-                                                              int32_t pixels, uint8_t alpha);)
+NYX_IN_WIDE_FORMS(template <int kKernel> void ToBgrRowsWide(const uint8_t* pSrc, int32_t srcStep,
+                                                            uint8_t* pDst, int32_t dstStep,
+                                                            ImageSize roi, uint8_t alpha);)
 #endif
 
 #endif  // NYX_COLOUR_422_TO_BGR_H

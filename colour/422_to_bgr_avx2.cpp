@@ -1,5 +1,6 @@
-// The 256-bit vector part of packed 4:2:2 to BGR for the SSE4.1 row: the row's lane arithmetic on
-// sixteen pixels a step, then at most one group of eight in 128 bits.
+// Packed 4:2:2 to BGR in the SSE4.1 row's 256-bit form: the row's lane arithmetic on sixteen
+// pixels a step, then at most one group of eight in 128 bits, and the rest of each row by the
+// generic formulas. The row loop lives here too, so that the constants are set up once a call.
 #include "colour/422_to_bgr.h"
 
 namespace nyx::NYX_TAG {
@@ -45,14 +46,26 @@ void VectorPart256(const uint8_t* s, uint8_t* d, int32_t pixels, uint8_t alpha) 
 }  // namespace
 
 template <int kKernel>
-void ToBgrVectorPart(const uint8_t* s, uint8_t* d, int32_t pixels, uint8_t alpha) {
-  VectorPart256<kKernel>(s, d, pixels, alpha);
+void ToBgrRowsWide(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                   ImageSize roi, uint8_t alpha) {
+  constexpr const ToBgrForm& F = ToBgrFormOf<kKernel>();
+  const int32_t vector = roi.width & ~7;
+  for (int32_t y = 0; y < roi.height; ++y) {
+    const uint8_t* s = pSrc + static_cast<ptrdiff_t>(y) * srcStep;
+    uint8_t* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
+    VectorPart256<kKernel>(s, d, vector, alpha);
+    tobgr::Rest<F>(s, d, vector, roi.width, alpha);
+  }
 }
 
-template void ToBgrVectorPart<kToBgrMy601C4>(const uint8_t*, uint8_t*, int32_t, uint8_t);
-template void ToBgrVectorPart<kToBgrMy709C3>(const uint8_t*, uint8_t*, int32_t, uint8_t);
-template void ToBgrVectorPart<kToBgrMy709C4>(const uint8_t*, uint8_t*, int32_t, uint8_t);
-template void ToBgrVectorPart<kToBgrOwn601C3>(const uint8_t*, uint8_t*, int32_t, uint8_t);
-template void ToBgrVectorPart<kToBgrOwn601C4>(const uint8_t*, uint8_t*, int32_t, uint8_t);
+#define NYX_TO_BGR_ROWS_WIDE(kernel)                                                         \
+  template void ToBgrRowsWide<kernel>(const uint8_t*, int32_t, uint8_t*, int32_t, ImageSize, \
+                                      uint8_t);
+NYX_TO_BGR_ROWS_WIDE(kToBgrMy601C4)
+NYX_TO_BGR_ROWS_WIDE(kToBgrMy709C3)
+NYX_TO_BGR_ROWS_WIDE(kToBgrMy709C4)
+NYX_TO_BGR_ROWS_WIDE(kToBgrOwn601C3)
+NYX_TO_BGR_ROWS_WIDE(kToBgrOwn601C4)
+#undef NYX_TO_BGR_ROWS_WIDE
 
 }  // namespace nyx::NYX_TAG
