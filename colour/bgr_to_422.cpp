@@ -28,7 +28,10 @@ Status To422(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstSte
                          static_cast<uint32_t>(srcStep) | static_cast<uint32_t>(dstStep)) &
                         15) == 0;
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  const bool wide = (ownWideForms() & kWideAvx2) != 0;
+  if ((ownWideForms() & kWideAvx2) != 0) {
+    avx2::To422RowsWide<kKernel>(pSrc, srcStep, pDst, dstStep, roi);
+    return StatusOk;
+  }
 #endif
 #endif
   for (int32_t y = 0; y < roi.height; ++y) {
@@ -36,15 +39,9 @@ Status To422(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstSte
     uint8_t* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
 #if NYX_LEVEL > NYX_LEVEL_GENERIC
     // The aligned kernel walks the row in blocks of 512 pixels; the 256-bit form of the SSE4.1
-    // row gives the bytes of either kernel.
+    // row (above) gives the bytes of either kernel.
     for (int32_t x = 0; x < vector; x += aligned ? 512 : vector) {
       const int32_t n = aligned && vector - x > 512 ? 512 : vector - x;
-#if NYX_LEVEL == NYX_LEVEL_SSE41
-      if (wide) {
-        avx2::To422VectorPart<kKernel>(s + x * F.channels, d + 2 * x, n);
-        continue;
-      }
-#endif
       if (aligned) {
         to422::VectorPart128<F, true>(s + x * F.channels, d + 2 * x, n);
       } else {

@@ -378,8 +378,9 @@ inline void VectorPart128(const uint8_t* s, uint8_t* d, int32_t pixels) {
 // with a last group of eight in 128 bits.
 #if NYX_LEVEL == NYX_LEVEL_SSE41
 #include "frame/width.h"
-NYX_IN_WIDE_FORMS(template <int kKernel>
-                  void To422VectorPart(const uint8_t* s, uint8_t* d, int32_t pixels);)
+NYX_IN_WIDE_FORMS(template <int kKernel> void To422RowsWide(const uint8_t* pSrc, int32_t srcStep,
+                                                            uint8_t* pDst, int32_t dstStep,
+                                                            ImageSize roi);)
 #endif
 
 #endif  // NYX_COLOUR_BGR_TO_422_H

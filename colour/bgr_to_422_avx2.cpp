@@ -1,5 +1,6 @@
-// The 256-bit vector part of BGR to packed 4:2:2 for the SSE4.1 row: the row's lane arithmetic
-// on sixteen pixels a step, then at most one group of eight in 128 bits.
+// BGR to packed 4:2:2 in the SSE4.1 row's 256-bit form: the row's lane arithmetic on sixteen
+// pixels a step, then at most one group of eight in 128 bits, and the rest of each row by the
+// generic formulas. The row loop lives here too, so that the constants are set up once a call.
 #include "colour/bgr_to_422.h"
 
 namespace nyx::NYX_TAG {
@@ -41,14 +42,25 @@ void VectorPart256(const uint8_t* s, uint8_t* d, int32_t pixels) {
 }  // namespace
 
 template <int kKernel>
-void To422VectorPart(const uint8_t* s, uint8_t* d, int32_t pixels) {
-  VectorPart256<kKernel>(s, d, pixels);
+void To422RowsWide(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
+                   ImageSize roi) {
+  constexpr const To422Form& F = To422FormOf<kKernel>();
+  const int32_t vector = to422::VectorPixels<F>(roi.width);
+  for (int32_t y = 0; y < roi.height; ++y) {
+    const uint8_t* s = pSrc + static_cast<ptrdiff_t>(y) * srcStep;
+    uint8_t* d = pDst + static_cast<ptrdiff_t>(y) * dstStep;
+    VectorPart256<kKernel>(s, d, vector);
+    to422::Rest<F>(s, d, vector, roi.width);
+  }
 }
 
-template void To422VectorPart<kTo422My601>(const uint8_t*, uint8_t*, int32_t);
-template void To422VectorPart<kTo422My709AC4>(const uint8_t*, uint8_t*, int32_t);
-template void To422VectorPart<kTo422My709C3>(const uint8_t*, uint8_t*, int32_t);
-template void To422VectorPart<kTo422Own601AC4>(const uint8_t*, uint8_t*, int32_t);
-template void To422VectorPart<kTo422Own601C3>(const uint8_t*, uint8_t*, int32_t);
+#define NYX_TO_422_ROWS_WIDE(kernel) \
+  template void To422RowsWide<kernel>(const uint8_t*, int32_t, uint8_t*, int32_t, ImageSize);
+NYX_TO_422_ROWS_WIDE(kTo422My601)
+NYX_TO_422_ROWS_WIDE(kTo422My709AC4)
+NYX_TO_422_ROWS_WIDE(kTo422My709C3)
+NYX_TO_422_ROWS_WIDE(kTo422Own601AC4)
+NYX_TO_422_ROWS_WIDE(kTo422Own601C3)
+#undef NYX_TO_422_ROWS_WIDE
 
 }  // namespace nyx::NYX_TAG
