@@ -99,14 +99,7 @@ Status nyxiMirror_8u_C4IR(uint8_t* pSrcDst, int32_t srcDstStep, ImageSize roiSiz
   const ptrdiff_t rowBytes = 4 * static_cast<ptrdiff_t>(width);
   uint8_t* top = pSrcDst;
   if (flip == AxisVertical) {
-    // Each row is two short streams that meet in the middle: the row two below is asked for
-    // while this one turns.
-    const bool prefetch = WorthPrefetching(rowBytes, roiSize.height);
-    for (int32_t y = 0; y < roiSize.height; ++y, top += srcDstStep) {
-      const ptrdiff_t ahead =
-          prefetch && y + 2 < roiSize.height ? 2 * static_cast<ptrdiff_t>(srcDstStep) : 0;
-      owniFlip_8u_C4I(top, top + rowBytes, width / 2, ahead);
-    }
+    owniFlipRows_8u_C4I(pSrcDst, srcDstStep, width, roiSize.height);
     return StatusOk;
   }
   uint8_t* bottom = pSrcDst + static_cast<ptrdiff_t>(roiSize.height - 1) * srcDstStep;

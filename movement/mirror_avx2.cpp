@@ -176,6 +176,10 @@ void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrd
   }
 }
 
+void owniFlipRowsWide_8u_C4I(uint8_t* pSrcDst, int32_t step, int32_t width, int32_t height) {
+  FlipRowsInPlace_C4(pSrcDst, step, width, height, owniFlipWide_8u_C4I);
+}
+
 namespace {
 
 // The selections of kReverse48 in both 128-bit lanes, each lane reversing its own sixteen

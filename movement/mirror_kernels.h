@@ -22,6 +22,19 @@ inline bool WorthPrefetching(int64_t rowBytes, int32_t height) {
   return rowBytes <= 8192 && rowBytes * height >= (int64_t{256} << 10);
 }
 
+// Every row of a four-channel region reversed in itself, each by flip(front, backEnd, count,
+// ahead). Each row is two short streams that meet in the middle: the row two below is asked for
+// while this one turns.
+template <class Flip>
+inline void FlipRowsInPlace_C4(uint8_t* p, int32_t step, int32_t width, int32_t height, Flip flip) {
+  const ptrdiff_t rowBytes = 4 * static_cast<ptrdiff_t>(width);
+  const bool prefetch = WorthPrefetching(rowBytes, height);
+  for (int32_t y = 0; y < height; ++y, p += step) {
+    flip(p, p + rowBytes, width / 2,
+         prefetch && y + 2 < height ? 2 * static_cast<ptrdiff_t>(step) : 0);
+  }
+}
+
 // Byte selections that reverse sixteen 3-byte pixels held in three 16-byte vectors s0, s1, s2:
 // output vector k is the union of the selections from the inputs it draws on (-1 selects
 // zero), in the order d0s2, d0s1, d1s2, d1s1, d1s0, d2s1, d2s0 (output k from input j: dksj).
@@ -60,6 +73,8 @@ NYX_IN_EVERY_LEVEL(
     // pBackEnd - 4 * x, for x below count. One row with count = width / 2 reverses it; a row
     // pair with the full width turns it. The processor levels ask for the lines `ahead` bytes
     // on from both runs as they go (0: none), never reading them.
-    void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead);)
+    void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead);
+    // In place, four channels: every row of the region reversed in itself.
+    void owniFlipRows_8u_C4I(uint8_t* pSrcDst, int32_t step, int32_t width, int32_t height);)
 
 #endif  // NYX_MOVEMENT_MIRROR_KERNELS_H

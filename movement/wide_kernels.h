@@ -26,6 +26,8 @@ NYX_IN_WIDE_FORMS(
     // pBackEnd - 4 * x, for x below count; overlapping runs go pixel by pixel in that order.
     // The lines `ahead` bytes on from both runs are prefetched as they go.
     void owniFlipWide_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead);
+    // Four channels in place: every row of the region reversed in itself.
+    void owniFlipRowsWide_8u_C4I(uint8_t* pSrcDst, int32_t step, int32_t width, int32_t height);
     // Channel reordering, a whole region in the SSE4.1 row's 256-bit build: the row's region
     // functions with their steps of 32 pixels inlined. C3 and AC4 rows are `width` pixels (a
     // merged region is one row); the others merge rows themselves.
