@@ -491,9 +491,10 @@ struct Contender {
 };
 
 // Median milliseconds per call of each contender. After a first warm-up, the contenders take
-// turns, for as many rounds as fit in the budget (at least 9). A turn runs a few calls untimed
-// (ten, or 4 ms' worth if fewer): on a shared machine a frame drops out of the cache while a slow
-// column runs, and the next column needs a few passes to bring it back. Then it times one batch
+// turns, for as many rounds as fit in the budget (at least 9). A turn runs calls untimed (8 ms'
+// worth, at least one and at most thirty): on a shared machine a frame drops out of the cache
+// while a slow column runs, and the next column needed some twenty passes of a 1080p frame to
+// bring it back. Then it times one batch
 // of calls lasting at least 200 us. Taking turns puts a noisy spell on every column alike, so
 // that the ratios of one line hold even when the absolute times drift.
 void MedianMs(const std::vector<Contender>& contenders, double budgetMs) {
@@ -509,7 +510,7 @@ void MedianMs(const std::vector<Contender>& contenders, double budgetMs) {
       ++calls;
     } while (calls < 2 || Now() - start < budget * 0.1);
     const double perCall = (Now() - start) / static_cast<double>(calls);
-    warms.push_back(std::clamp(static_cast<long>(4e-3 / perCall), 1L, 10L));
+    warms.push_back(std::clamp(static_cast<long>(8e-3 / perCall), 1L, 30L));
     batches.push_back(std::max(1L, static_cast<long>(200e-6 / perCall)));
     roundTime += perCall * static_cast<double>(warms.back() + batches.back());
   }
