@@ -65,17 +65,23 @@ void CubicAt(double p, int start, int last, int* m, float* u) {
   *u = static_cast<float>(p - *m);
 }
 
-float Newton(const float s[4], float u, bool lanes) {
+// The SIMD rows' third and rounding half, each a float a step or so off the exact value.
+struct LaneConstants {
+  float third, half;
+};
+constexpr LaneConstants kLanes{0.33333331f, 0.50000012f};
+
+float Newton(const float s[4], float u, bool lanes, const LaneConstants& k) {
   const float d1 = s[1] - s[0];
   const float d2 = s[2] - s[1] - d1;
   const float d3 = s[1] - 2.0f * s[2] + s[3] - d2;
   const float p2 = u * (1.0f + u) * 0.5f;
-  const float p3 = lanes ? (u - 1.0f) * p2 * 0.33333331f : (u - 1.0f) * p2 / 3.0f;
+  const float p3 = lanes ? (u - 1.0f) * p2 * k.third : (u - 1.0f) * p2 / 3.0f;
   return s[0] + p3 * d3 + p2 * d2 + (1.0f + u) * d1;
 }
 
-uint8_t RoundCubic(float v, bool lanes) {
-  const double r = lanes ? static_cast<double>(std::trunc(v + 0.50000012f))
+uint8_t RoundCubic(float v, bool lanes, const LaneConstants& k) {
+  const double r = lanes ? static_cast<double>(std::trunc(v + k.half))
                          : std::trunc(static_cast<double>(v) + 0.5000001);
   return static_cast<uint8_t>(r < 0 ? 0 : r > 255 ? 255 : r);
 }
@@ -83,7 +89,7 @@ uint8_t RoundCubic(float v, bool lanes) {
 // The bytes of output sample c (0 Y0, 1 U, 2 Y1, 3 V) of pair k in row y, for selectors 1, 2
 // and 4 after the downgrade. `lanes`: the SIMD rows' forms, which cover the even pairs.
 uint8_t ModelSample(const Source& s, ImageSize size, ImageRect roi, int pairs, int sel, double xf,
-                    double yf, int y, int k, int c, bool lanes) {
+                    double yf, int y, int k, int c, bool lanes, const LaneConstants& lc) {
   const bool isLuma = c == 0 || c == 2;
   const int entry = isLuma ? 2 * k + c / 2 : k;
   const int chromaByte = c == 1 ? 1 : 3;
@@ -120,9 +126,9 @@ uint8_t ModelSample(const Source& s, ImageSize size, ImageRect roi, int pairs, i
   for (int r = 0; r < 4; ++r) {
     const float taps[4] = {float(tap(my - 1 + r, mx, -1)), float(tap(my - 1 + r, mx, 0)),
                            float(tap(my - 1 + r, mx, 1)), float(tap(my - 1 + r, mx, 2))};
-    column[r] = Newton(taps, ux, inLanes);
+    column[r] = Newton(taps, ux, inLanes, lc);
   }
-  return RoundCubic(Newton(column, uy, inLanes), inLanes);
+  return RoundCubic(Newton(column, uy, inLanes, lc), inLanes, lc);
 }
 
 // (index, weight) pieces of output o along an axis of footprint `size`, by the running
@@ -215,48 +221,69 @@ struct Case {
   int sel;
 };
 
-// Runs a case at every row with a padded, possibly bottom-up source and a destination framed by
-// canaries, and compares every output byte with the model.
-void Check(const Case& t, bool bottomUp, std::mt19937& rng) {
-  // Slack around the image: a sub-rectangle's x counts four bytes, and a forced minimum output
-  // reaches past the region.
-  const int32_t srcPad = 6, rowBytes = t.size.width * 2 + srcPad, slack = 4 * rowBytes;
-  std::vector<uint8_t> image(static_cast<size_t>(rowBytes) * t.size.height + 2 * slack);
-  for (uint8_t& b : image) b = static_cast<uint8_t>(rng());
-  const uint8_t* origin =
-      image.data() + slack + (bottomUp ? static_cast<size_t>(rowBytes) * (t.size.height - 1) : 0);
-  const int32_t srcStep = bottomUp ? -rowBytes : rowBytes;
-  const Source moved{origin + 4 * t.roi.x + static_cast<ptrdiff_t>(t.roi.y) * srcStep, srcStep};
-  ImageRect clip = t.roi;
-  clip.width = std::min(clip.width, t.size.width - clip.x);
-  clip.height = std::min(clip.height, t.size.height - clip.y);
-  int pairs, rows;
-  OutputSize(clip, t.limit, t.xf, t.yf, &pairs, &rows);
-  ASSERT_GT(pairs, 0);
-  int sel = t.sel;
-  if (sel == 4 && !(t.size.width >= 8 && t.size.height >= 4)) sel = 2;
-  if (sel != 8 && !(t.size.width >= 4 && t.size.height >= 2)) sel = 1;
+// A case's source, padded and possibly bottom-up, with slack around it: a sub-rectangle's x
+// counts four bytes, and a forced minimum output reaches past the region. Bytes are random, or
+// 0 and 1 alone (`binary`), which puts cubic values on exact halves.
+struct Scene {
+  std::vector<uint8_t> image;
+  const uint8_t* origin;
+  int32_t srcStep;
+  Source moved;
+  ImageRect clip;
+  int pairs, rows, sel;
+};
 
+Scene Prepare(const Case& t, bool bottomUp, std::mt19937& rng, bool binary = false) {
+  const int32_t srcPad = 6, rowBytes = t.size.width * 2 + srcPad, slack = 4 * rowBytes;
+  Scene u;
+  u.image.resize(static_cast<size_t>(rowBytes) * t.size.height + 2 * slack);
+  for (uint8_t& b : u.image) b = static_cast<uint8_t>(binary ? rng() & 1 : rng());
+  u.origin =
+      u.image.data() + slack + (bottomUp ? static_cast<size_t>(rowBytes) * (t.size.height - 1) : 0);
+  u.srcStep = bottomUp ? -rowBytes : rowBytes;
+  u.moved = {u.origin + 4 * t.roi.x + static_cast<ptrdiff_t>(t.roi.y) * u.srcStep, u.srcStep};
+  u.clip = t.roi;
+  u.clip.width = std::min(u.clip.width, t.size.width - u.clip.x);
+  u.clip.height = std::min(u.clip.height, t.size.height - u.clip.y);
+  OutputSize(u.clip, t.limit, t.xf, t.yf, &u.pairs, &u.rows);
+  u.sel = t.sel;
+  if (u.sel == 4 && !(t.size.width >= 8 && t.size.height >= 4)) u.sel = 2;
+  if (u.sel != 8 && !(t.size.width >= 4 && t.size.height >= 2)) u.sel = 1;
+  return u;
+}
+
+// The model's bytes over `before`, a destination of dstStep with `margin` rows above.
+std::vector<uint8_t> Expected(const Case& t, const Scene& u, std::vector<uint8_t> want,
+                              int32_t dstStep, int margin, bool lanes,
+                              const LaneConstants& lc = kLanes) {
+  for (int y = 0; y < u.rows; ++y) {
+    for (int k = 0; k < u.pairs; ++k) {
+      for (int c = 0; c < 4; ++c) {
+        want[static_cast<size_t>(dstStep) * (margin + y) + 4 * k + c] =
+            u.sel == 8 ? ModelSuper(u.moved, t.xf, t.yf, y, k, c)
+                       : ModelSample(u.moved, t.size, u.clip, u.pairs, u.sel, t.xf, t.yf, y, k, c,
+                                     lanes, lc);
+      }
+    }
+  }
+  return want;
+}
+
+// Runs a case at every row with a destination framed by canaries, and compares every output
+// byte with the model.
+void Check(const Case& t, bool bottomUp, std::mt19937& rng, bool binary = false) {
+  const Scene u = Prepare(t, bottomUp, rng, binary);
+  ASSERT_GT(u.pairs, 0);
   const int32_t dstStep = t.limit.width * 2 + 5, margin = 2;
   std::vector<uint8_t> before(static_cast<size_t>(dstStep) * (t.limit.height + 2 * margin));
   for (uint8_t& b : before) b = static_cast<uint8_t>(rng());
   ForEachRow([&](const Row& row) {
     std::vector<uint8_t> out = before;
     uint8_t* dst = out.data() + static_cast<size_t>(dstStep) * margin;
-    ASSERT_EQ(nyxiResizeYUV422_8u_C2R(origin, t.size, srcStep, t.roi, dst, dstStep, t.limit, t.xf,
-                                      t.yf, t.sel),
+    ASSERT_EQ(nyxiResizeYUV422_8u_C2R(u.origin, t.size, u.srcStep, t.roi, dst, dstStep, t.limit,
+                                      t.xf, t.yf, t.sel),
               StatusOk);
-    std::vector<uint8_t> want = before;
-    for (int y = 0; y < rows; ++y) {
-      for (int k = 0; k < pairs; ++k) {
-        for (int c = 0; c < 4; ++c) {
-          want[static_cast<size_t>(dstStep) * (margin + y) + 4 * k + c] =
-              sel == 8 ? ModelSuper(moved, t.xf, t.yf, y, k, c)
-                       : ModelSample(moved, t.size, clip, pairs, sel, t.xf, t.yf, y, k, c,
-                                     row.index > 0);
-        }
-      }
-    }
+    const std::vector<uint8_t> want = Expected(t, u, before, dstStep, margin, row.index > 0);
     for (size_t i = 0; i < out.size(); ++i) {
       ASSERT_EQ(int(out[i]), int(want[i]))
           << "selector " << t.sel << " " << t.size.width << "x" << t.size.height << " f " << t.xf
@@ -304,6 +331,31 @@ TEST(ResizeYUV422, EveryRowMatchesItsModel) {
   };
   for (const Case& t : boxes) {
     for (const bool bottomUp : {false, true}) Check(t, bottomUp, rng);
+  }
+}
+
+// The last bit of the SIMD rows' third and rounding half rarely moves a byte on random data. A
+// luma factor of (2n - 1) / n puts every other column half-way between two source columns, and
+// a factor of 1 down keeps the rows whole; on images of 0 and 1 the cubic then lands on exact
+// halves. For each constant an image is searched out on which the model with that constant a
+// step off gives other bytes, and every row is held to the model on it.
+TEST(ResizeYUV422, LaneConstantsShowOnExactHalves) {
+  const LaneConstants offBy[] = {{0.33333334f, kLanes.half}, {kLanes.third, 0.5f}};
+  const Case t{{40, 12}, {0, 0, 40, 12}, {79, 12}, 79.0 / 40, 1.0, 4};
+  const int32_t dstStep = t.limit.width * 2 + 5;
+  const std::vector<uint8_t> zero(static_cast<size_t>(dstStep) * t.limit.height);
+  for (const LaneConstants& off : offBy) {
+    bool found = false;
+    for (uint32_t seed = 0; seed < 50 && !found; ++seed) {
+      std::mt19937 rng(seed);
+      const Scene u = Prepare(t, false, rng, true);
+      found = Expected(t, u, zero, dstStep, 0, true) != Expected(t, u, zero, dstStep, 0, true, off);
+      if (found) {
+        std::mt19937 again(seed);
+        Check(t, false, again, true);
+      }
+    }
+    EXPECT_TRUE(found) << "no image tells " << off.third << " / " << off.half;
   }
 }
 
