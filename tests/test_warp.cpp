@@ -196,6 +196,26 @@ void SmoothModel(Picture& d, const double* quad, const ImageRect& r, int orienta
   }
 }
 
+// The processor rows' coordinates of n pixels from (X, Y, W) stepping by (dX, dY, dW): one
+// division shared by each pair, accumulators of their own per parity, and a true division for
+// the pixel left over.
+void LevelCoordinates(int n, double W, double dW, double X, double dX, double Y, double dY,
+                      float* xs, float* ys) {
+  double W1 = W + dW, X1 = X + dX, Y1 = Y + dY;
+  int i = 0;
+  for (; i + 1 < n; i += 2) {
+    const double inv = 1.0 / (W * W1), e = inv * W1, o = inv * W;
+    xs[i] = static_cast<float>(e * X), xs[i + 1] = static_cast<float>(o * X1);
+    ys[i] = static_cast<float>(e * Y), ys[i + 1] = static_cast<float>(o * Y1);
+    W += dW + dW, X += dX + dX, Y += dY + dY;
+    W1 += dW + dW, X1 += dX + dX, Y1 += dY + dY;
+  }
+  if (i < n) {
+    const double inv = 1.0 / W;
+    xs[i] = static_cast<float>(inv * X), ys[i] = static_cast<float>(inv * Y);
+  }
+}
+
 // The whole call as the row computes it, on a copy of the destination.
 void Model(bool level, const Picture& s, Picture& d, const Case& k, int32_t interpolation) {
   int sel = interpolation & 0x7FFFFFFF;
@@ -226,31 +246,17 @@ void Model(bool level, const Picture& s, Picture& d, const Case& k, int32_t inte
   for (int y = yFirst; y <= yLast; ++y) {
     const int x0 = spans[2 * (y - yFirst)], n = spans[2 * (y - yFirst) + 1] - x0 + 1;
     double X = a[0] * x0 + rx, Y = a[3] * x0 + ry, W = a[6] * x0 + rw;
-    // The processor levels: one division for a pair, accumulators of their own per parity.
-    double W1 = W + a[6], X1 = X + a[0], Y1 = Y + a[3];
+    std::vector<float> fx(n), fy(n);
+    if (level) LevelCoordinates(n, W, a[6], X, a[0], Y, a[3], fx.data(), fy.data());
     for (int i = 0; i < n; ++i) {
       uint8_t* p = d.At(x0 + i, y);
       if (!level) {
         const double inv = 1.0 / W, x = X * inv, yy = inv * Y;
         X += a[0], Y += a[3], W += a[6];
         (sel == 1 ? GenericNearest : sel == 2 ? GenericLinear : GenericCubic)(s, p, x, yy);
-        continue;
-      }
-      float fx[2], fy[2];
-      if (i + 1 < n) {
-        const double inv = 1.0 / (W * W1), e = inv * W1, o = inv * W;
-        fx[0] = e * X, fx[1] = o * X1, fy[0] = e * Y, fy[1] = o * Y1;
-        W += a[6] + a[6], X += a[0] + a[0], Y += a[3] + a[3];
-        W1 += a[6] + a[6], X1 += a[0] + a[0], Y1 += a[3] + a[3];
       } else {
-        const double inv = 1.0 / W;
-        fx[0] = inv * X, fy[0] = inv * Y;
+        (sel == 1 ? LevelNearest : sel == 2 ? LevelLinear : LevelCubic)(s, p, fx[i], fy[i]);
       }
-      for (int j = 0; j < (i + 1 < n ? 2 : 1); ++j) {
-        uint8_t* q = d.At(x0 + i + j, y);
-        (sel == 1 ? LevelNearest : sel == 2 ? LevelLinear : LevelCubic)(s, q, fx[j], fy[j]);
-      }
-      ++i;
     }
     rx += a[1], ry += a[4], rw += a[7];
   }
@@ -440,6 +446,27 @@ TEST(WarpClip, SpansHoldThePixelCentresInside) {
 
 // Each level's table against the rule the model computes its weights by, and a few rows stated
 // outright, which hold the rule itself.
+// A change in the last bit of the shared division seldom moves a sampled byte. Positions placed
+// exactly half-way between two floats, with W a power of two, show it: the conversion rounds a
+// tie to even, and the smallest change of the double takes it one way or the other.
+TEST(WarpCoordinates, PairsShareOneDivisionToTheLastBit) {
+  using Fn = void (*)(float*, int32_t, double, double, double, double, double, double);
+  const Fn levels[] = {m7::ownpi_WarpPC, u8::ownpi_WarpPC, y8::ownpi_WarpPC};
+  const double half = std::ldexp(1.0, -24);  // half a float step in [1, 2)
+  for (const Fn fn : levels) {
+    for (const double w : {1.0, 0.25, 4.0}) {
+      for (int n = 1; n <= 19; n += n < 9 ? 1 : 5) {
+        // x / w and y / w run over odd multiples of half in [1, 2): every one a tie.
+        const double x = w * (1 + half), dx = w * 4 * half, y = w * (1.5 + 3 * half);
+        std::vector<float> got(2 * n), want(2 * n);
+        fn(got.data(), n, w, 0.0, x, dx, y, -dx);
+        LevelCoordinates(n, w, 0.0, x, dx, y, -dx, want.data(), want.data() + n);
+        ASSERT_EQ(got, want) << "w " << w << " n " << n;
+      }
+    }
+  }
+}
+
 TEST(WarpTable, FollowsTheLagrangeRuleAndItsTellingRows) {
   for (const auto* tab : {&m7::ownpi_iCubTab, &u8::ownpi_iCubTab, &y8::ownpi_iCubTab}) {
     for (int i = 0; i < kWarpCubTabSize; ++i) {
