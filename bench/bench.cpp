@@ -7,16 +7,17 @@
 // figure is the median of many timed batches after a warm-up, in milliseconds per call; the
 // columns of a line take turns batch by batch, so that they share the machine's noisy spells.
 //
-//   nyx_bench [--ms=N] [--row=R] [--width=B] [--pad=P] [--wall] [filter...]
+//   nyx_bench [--ms=N] [--row=R] [--width=B] [--pad=P] [--size=WxH] [--wall] [filter...]
 //
 // --ms sets the time spent per measurement (default 75), --row forces the row of the second
 // column (0 generic, 1 SSE3, 2 SSSE3, 3 SSE4.1), --width caps the register width (128, 256 or
 // 512 bits) that the SSE4.1 row's kernels may use in that column, --pad adds P bytes to every
 // packed row (rows no longer end to end, so that nothing can take the region as one long row,
-// and the cost per row shows), --wall times by the wall clock instead of the thread's CPU time,
-// and a filter keeps the entries whose name contains it. When
-// the second column is the SSE4.1 row, one more column per register width this processor has
-// times that row at exactly that width, side by side.
+// and the cost per row shows), --size adds a size between the two (up to 1920x1080: where a
+// form that wins at one size loses at the other, the size at which they cross), --wall times by the
+// wall clock instead of the thread's CPU time, and a filter keeps the entries whose name contains
+// it. When the second column is the SSE4.1 row, one more column per register width this processor
+// has times that row at exactly that width, side by side.
 //
 // Adding a primitive is one entry: its name, bytes read and written per pixel, a lambda that
 // runs nyx on the prepared frame and, where a peer does the same job, a lambda for each peer.
@@ -466,7 +467,8 @@ const char* const kLibyuvName = " libyuv " NYX_BENCH_VERSION(LIBYUV_VERSION);
 const char* const kLibyuvName = "";
 #endif
 
-const ImageSize kSizes[] = {{1920, 1080}, {64, 64}};
+// The sizes every entry is timed at: 1920x1080 and 64x64, and the one --size adds.
+std::vector<ImageSize> gSizes = {{1920, 1080}, {64, 64}};
 
 // ---- Timing ------------------------------------------------------------------------------------
 
@@ -772,11 +774,20 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "nyx_bench: --pad takes 0 to 4096\n");
         return 2;
       }
+    } else if (arg.rfind("--size=", 0) == 0) {
+      ImageSize extra{0, 0};
+      if (std::sscanf(arg.c_str() + 7, "%dx%d", &extra.width, &extra.height) != 2 ||
+          extra.width < 1 || extra.height < 1 || extra.width > 1920 || extra.height > 1080) {
+        std::fprintf(stderr, "nyx_bench: --size takes WxH up to 1920x1080\n");
+        return 2;
+      }
+      gSizes.insert(gSizes.begin() + 1, extra);
     } else if (arg == "--wall") {
       gClock = CLOCK_MONOTONIC;
     } else if (arg == "-h" || arg == "--help") {
-      std::printf("usage: %s [--ms=N] [--row=R] [--width=B] [--pad=P] [--wall] [filter...]\n",
-                  argv[0]);
+      std::printf(
+          "usage: %s [--ms=N] [--row=R] [--width=B] [--pad=P] [--size=WxH] [--wall] [filter...]\n",
+          argv[0]);
       return 0;
     } else {
       filters.push_back(arg);
@@ -796,7 +807,7 @@ int main(int argc, char** argv) {
 
   size_t frameBytes = 64;  // the largest frame of any entry, and room for the in-place bound
   for (const Entry& e : kEntries)
-    for (const ImageSize& size : kSizes)
+    for (const ImageSize& size : gSizes)
       frameBytes = std::max(frameBytes, static_cast<size_t>(size.width) * e.widthScale *
                                                 static_cast<size_t>(size.height) *
                                                 std::max(e.srcBytes * e.sources, e.dstBytes) +
@@ -823,7 +834,7 @@ int main(int argc, char** argv) {
   int shown = 0;
   for (const Entry& e : kEntries) {
     if (e.name == nullptr || !Selected(e.name, filters)) continue;
-    for (const ImageSize& size : kSizes) {
+    for (const ImageSize& size : gSizes) {
       const Row r = Measure(e, size, chosenRow, budgetMs, src, dst, scratch);
       char dims[32];
       if (e.srcThirds != 0) {
