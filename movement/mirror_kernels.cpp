@@ -21,6 +21,22 @@ namespace nyx::NYX_TAG {
 
 namespace {
 
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+// The register width of the SSE4.1 row's build that takes a mirror: the 512-bit one where the
+// processor has it (with byte permutes for three channels) and `take512` says it is ahead, else
+// the 256-bit one, else this one. Measured on a processor that splits 512-bit operations in
+// halves, the 512-bit forms are ahead out of place while the images stay in the near caches
+// (below 256 KiB of three channels, 64 KiB of four), and in place with three channels from
+// 128 KiB up, where the byte permutes relieve the shuffles that bind the narrower forms; in
+// place with four channels they never were.
+int WideWidth(int channels, bool take512) {
+  const uint32_t forms = ownWideForms();
+  const uint32_t need512 = channels == 3 ? kWideAvx512 | kWideVbmi : kWideAvx512;
+  if (take512 && (forms & need512) == need512) return 512;
+  return (forms & kWideAvx2) != 0 ? 256 : 128;
+}
+#endif
+
 inline void CopyPixel3(const uint8_t* s, uint8_t* d) {
   d[0] = s[0];
   d[1] = s[1];
@@ -199,14 +215,14 @@ void FlipCopyRow_C3(const uint8_t* s, uint8_t* dEnd, int32_t width) {
 }
 
 // Three-channel exchange of count pixels from front with the pixels before backEnd, reversed.
-void FlipPair_C3(uint8_t* front, uint8_t* backEnd, int32_t count) {
+// `bits` is the register width the SSE4.1 row takes for the image.
+void FlipPair_C3(uint8_t* front, uint8_t* backEnd, int32_t count, [[maybe_unused]] int bits) {
 #if NYX_LEVEL >= NYX_LEVEL_SSSE3
   const size_t bytes = 3 * static_cast<size_t>(count);
   if (count >= 16 && !RunsOverlap(front, backEnd - bytes, bytes)) {
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-    if (count >= 32 && (ownWideForms() & kWideAvx2) != 0) {
-      y8::avx2::owniFlipPairWide_8u_C3(front, backEnd, count);
-    }
+    if (bits == 512) y8::avx512::owniFlipPairWide_8u_C3(front, backEnd, count);
+    if (count >= 32 && bits >= 256) y8::avx2::owniFlipPairWide_8u_C3(front, backEnd, count);
 #endif
     const Reverse48Masks m = MakeReverse48Masks();
     for (; count >= 16; count -= 16, front += 48, backEnd -= 48) {
@@ -235,7 +251,13 @@ void owniFlipCopy_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int
     dStep = -dStep;
   }
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  if (roiSize.width >= 32 && (ownWideForms() & kWideAvx2) != 0) {
+  const int bits = WideWidth(3, rowBytes * roiSize.height < (int64_t{256} << 10));
+  if (bits == 512) {
+    y8::avx512::owniFlipCopyWide_8u_C3(pSrc, srcStep, pDst + rowBytes, dStep, roiSize.width,
+                                       roiSize.height);
+    return;
+  }
+  if (roiSize.width >= 32 && bits == 256) {
     y8::avx2::owniFlipCopyWide_8u_C3(pSrc, srcStep, pDst + rowBytes, dStep, roiSize.width,
                                      roiSize.height);
     return;
@@ -284,7 +306,12 @@ void FlipRow_C4(const uint8_t* pSrc, uint8_t* pDstEnd, int32_t width, int32_t no
 void owniFlip_8u_C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstEnd, ptrdiff_t dstStep,
                     int32_t width, int32_t height, int32_t nonTemporal) {
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  if ((ownWideForms() & kWideAvx2) != 0) {
+  const int bits = WideWidth(4, 4 * int64_t{width} * height < (int64_t{64} << 10));
+  if (bits == 512) {
+    y8::avx512::owniFlipWide_8u_C4(pSrc, srcStep, pDstEnd, dstStep, width, height, nonTemporal);
+    return;
+  }
+  if (bits == 256) {
     y8::avx2::owniFlipWide_8u_C4(pSrc, srcStep, pDstEnd, dstStep, width, height, nonTemporal);
     return;
   }
@@ -344,18 +371,23 @@ void owniExchange_8u(uint8_t* pSrcDst, int32_t step, int32_t rowBytes, int32_t h
 void owniFlip_8u_C3(uint8_t* pSrcDst, int32_t step, ImageSize roiSize, int32_t bothAxes) {
   const int32_t width = roiSize.width;
   const ptrdiff_t rowBytes = 3 * static_cast<ptrdiff_t>(width);
+#if NYX_LEVEL == NYX_LEVEL_SSE41
+  const int bits = WideWidth(3, rowBytes * roiSize.height >= (int64_t{128} << 10));
+#else
+  const int bits = 128;
+#endif
   uint8_t* top = pSrcDst;
   int32_t y = 0;
   if (bothAxes) {
     uint8_t* bottom = pSrcDst + static_cast<ptrdiff_t>(roiSize.height - 1) * step;
     for (; y < roiSize.height / 2; ++y, top += step, bottom -= step) {
-      FlipPair_C3(top, bottom + rowBytes, width);
+      FlipPair_C3(top, bottom + rowBytes, width, bits);
     }
     // The middle row of an odd height turns in itself; `top` stands on it.
-    if (roiSize.height & 1) FlipPair_C3(top, top + rowBytes, width / 2);
+    if (roiSize.height & 1) FlipPair_C3(top, top + rowBytes, width / 2, bits);
     return;
   }
-  for (; y < roiSize.height; ++y, top += step) FlipPair_C3(top, top + rowBytes, width / 2);
+  for (; y < roiSize.height; ++y, top += step) FlipPair_C3(top, top + rowBytes, width / 2, bits);
 }
 
 void owniFlip_8u_C4I(uint8_t* pFront, uint8_t* pBackEnd, int32_t count, ptrdiff_t ahead) {
