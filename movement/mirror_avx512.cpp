@@ -147,10 +147,17 @@ inline Indexes3 LoadIndexes3() {
           _mm512_load_si512(kReverse192.within)};
 }
 
+// Bytes 60 to 123 of the 128 bytes lo, hi: the dword shift that plain loads at 60 and 124 would
+// give (zero-masking under a full mask, as above).
+inline __m512i Window60(__m512i lo, __m512i hi) {
+  return _mm512_maskz_alignr_epi32(0xFFFF, hi, lo, 15);
+}
+
 // The 64 pixels at p, reversed, as the three 64-byte parts of their new order.
 inline void Reversed192(const uint8_t* p, const Indexes3& ix, __m512i out[3]) {
-  const __m512i w0 = Load(p), w60 = Load(p + 60), w64 = Load(p + 64);
-  const __m512i w124 = Load(p + 124), w128 = Load(p + 128);
+  // The windows at 60 and 124 come from the aligned ones: loads that cross a line cost more.
+  const __m512i w0 = Load(p), w64 = Load(p + 64), w128 = Load(p + 128);
+  const __m512i w60 = Window60(w0, w64), w124 = Window60(w64, w128);
   out[0] = _mm512_permutex2var_epi8(w64, ix.part[0], w128);
   out[1] = _mm512_permutex2var_epi8(w60, ix.part[1], w124);
   out[2] = _mm512_permutex2var_epi8(w0, ix.part[2], w64);

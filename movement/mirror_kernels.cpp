@@ -26,9 +26,9 @@ namespace {
 // processor has it (with byte permutes for three channels) and `take512` says it is ahead, else
 // the 256-bit one, else this one. Measured on a processor that splits 512-bit operations in
 // halves, the 512-bit forms are ahead out of place while the images stay in the near caches
-// (below 256 KiB of three channels, 64 KiB of four), and in place with three channels from
-// 128 KiB up, where the byte permutes relieve the shuffles that bind the narrower forms; in
-// place with four channels they never were.
+// (below 256 KiB of three channels, 64 KiB of four), and in place with three channels at every
+// size, where the byte permutes relieve the shuffles that bind the narrower forms; in place
+// with four channels they never were.
 int WideWidth(int channels, bool take512) {
   const uint32_t forms = ownWideForms();
   const uint32_t need512 = channels == 3 ? kWideAvx512 | kWideVbmi : kWideAvx512;
@@ -372,7 +372,7 @@ void owniFlip_8u_C3(uint8_t* pSrcDst, int32_t step, ImageSize roiSize, int32_t b
   const int32_t width = roiSize.width;
   const ptrdiff_t rowBytes = 3 * static_cast<ptrdiff_t>(width);
 #if NYX_LEVEL == NYX_LEVEL_SSE41
-  const int bits = WideWidth(3, rowBytes * roiSize.height >= (int64_t{128} << 10));
+  const int bits = WideWidth(3, true);
 #else
   const int bits = 128;
 #endif

@@ -34,8 +34,9 @@ struct Swap192 {
   alignas(64) uint8_t first[3][64];
 };
 
+constexpr int kWindow[3] = {0, 60, 64};
+
 constexpr Swap192 MakeSwap192() {
-  constexpr int kWindow[3] = {0, 60, 64};
   Swap192 t{};
   for (int j = 0; j < 3; ++j) {
     for (int k = 0; k < 64; ++k) {
@@ -59,7 +60,6 @@ inline constexpr Swap192 kSwap192 = MakeSwap192();
 // a row is masked to its pixels.
 void owniSwapRegionWide_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                            int64_t width, int32_t height, const int32_t* order) {
-  constexpr int kWindow[3] = {0, 60, 64};
   const __m512i entries = _mm512_set1_epi32(order[0] | order[1] << 8 | order[2] << 16);
   __m512i index[3];
   for (int j = 0; j < 3; ++j) {
@@ -75,11 +75,15 @@ void owniSwapRegionWide_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, 
     uint8_t* d = pDst;
     int64_t n = width;
     for (; n >= 64; n -= 64, s += 192, d += 192) {
-      for (int j = 0; j < 3; ++j) {
-        const __m512i lo = _mm512_loadu_si512(s + kWindow[j]);
-        const __m512i hi = _mm512_loadu_si512(s + kWindow[j] + 64);
-        _mm512_storeu_si512(d + 64 * j, _mm512_permutex2var_epi8(lo, index[j], hi));
-      }
+      // The window at 60 and the one at 124 come from the aligned loads by a dword shift:
+      // loads that cross a line cost more.
+      const __m512i w0 = _mm512_loadu_si512(s), w64 = _mm512_loadu_si512(s + 64);
+      const __m512i w128 = _mm512_loadu_si512(s + 128);
+      const __m512i w60 = _mm512_maskz_alignr_epi32(0xFFFF, w64, w0, 15);
+      const __m512i w124 = _mm512_maskz_alignr_epi32(0xFFFF, w128, w64, 15);
+      _mm512_storeu_si512(d, _mm512_permutex2var_epi8(w0, index[0], w64));
+      _mm512_storeu_si512(d + 64, _mm512_permutex2var_epi8(w60, index[1], w124));
+      _mm512_storeu_si512(d + 128, _mm512_permutex2var_epi8(w64, index[2], w128));
     }
     for (; n >= 22; n -= 21, s += 63, d += 63) {
       _mm512_storeu_si512(d, PermuteBytes(permute, _mm512_loadu_si512(s)));

@@ -398,33 +398,34 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
 
 // In the SSE4.1 row's own objects, the whole region goes to the row's widest build the
 // processor allows: the 512-bit one where it has a form for the order (`need512`, 0 for none)
-// and the source is under 64 KiB, else the 256-bit one. Measured on a processor that splits
-// 512-bit operations in halves, the 512-bit forms are ahead while the images stay in the nearest
-// caches and fall behind once they stream from the second-level cache or beyond.
+// and `take512` holds, else the 256-bit one. Measured on a processor that splits 512-bit
+// operations in halves, the 512-bit forms are ahead while the images stay in the near caches
+// (C3 below 512 KiB of source, AC4 below 32 KiB) and fall behind once they stream from further
+// out.
 #if NYX_LEVEL == NYX_LEVEL_SSE41 && !defined(NYX_WIDE_avx2)
-#define NYX_SWAP_HAND_TO_WIDE(need512, srcBytes, call)                          \
-  {                                                                             \
-    constexpr uint32_t kNeed512 = (need512);                                    \
-    const uint32_t forms = ownWideForms();                                      \
-    if constexpr (kNeed512 != 0) {                                              \
-      if ((forms & kNeed512) == kNeed512 && (srcBytes) < (int64_t{64} << 10)) { \
-        y8::avx512::call;                                                       \
-        return;                                                                 \
-      }                                                                         \
-    }                                                                           \
-    if ((forms & kWideAvx2) != 0) {                                             \
-      y8::avx2::call;                                                           \
-      return;                                                                   \
-    }                                                                           \
+#define NYX_SWAP_HAND_TO_WIDE(need512, take512, call)    \
+  {                                                      \
+    constexpr uint32_t kNeed512 = (need512);             \
+    const uint32_t forms = ownWideForms();               \
+    if constexpr (kNeed512 != 0) {                       \
+      if ((forms & kNeed512) == kNeed512 && (take512)) { \
+        y8::avx512::call;                                \
+        return;                                          \
+      }                                                  \
+    }                                                    \
+    if ((forms & kWideAvx2) != 0) {                      \
+      y8::avx2::call;                                    \
+      return;                                            \
+    }                                                    \
   }
 #else
-#define NYX_SWAP_HAND_TO_WIDE(need512, srcBytes, call)
+#define NYX_SWAP_HAND_TO_WIDE(need512, take512, call)
 #endif
 
 void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep, RowRun run,
                    const int32_t* order) {
   NYX_SWAP_HAND_TO_WIDE(
-      kWideAvx512 | kWideVbmi, 3 * run.width * run.height,
+      kWideAvx512 | kWideVbmi, 3 * run.width * run.height < (int64_t{512} << 10),
       owniSwapRegionWide_C3(pSrc, srcStep, pDst, dstStep, run.width, run.height, order))
   const TablesC3 tables = BuildTablesC3(order);
   for (int32_t y = 0; y < run.height; ++y, pSrc += srcStep, pDst += dstStep) {
@@ -435,7 +436,7 @@ void SwapRegion_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t 
 void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                     RowRun run, const int32_t* order) {
   NYX_SWAP_HAND_TO_WIDE(
-      kWideAvx512, 4 * run.width * run.height,
+      kWideAvx512, 4 * run.width * run.height < (int64_t{32} << 10),
       owniSwapRegionWide_AC4(pSrc, srcStep, pDst, dstStep, run.width, run.height, order))
   const __m128i table = BuildTableAC4(order);
   const __m128i alpha = _mm_set1_epi32(static_cast<int32_t>(0xFF000000u));
@@ -446,7 +447,7 @@ void SwapRegion_AC4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t
 
 void SwapRegion_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                      ImageSize roi, const int32_t* order) {
-  NYX_SWAP_HAND_TO_WIDE(0, 0, owniSwapRegionWide_C4C3(pSrc, srcStep, pDst, dstStep, roi, order))
+  NYX_SWAP_HAND_TO_WIDE(0, false, owniSwapRegionWide_C4C3(pSrc, srcStep, pDst, dstStep, roi, order))
   owniSwap_8u_C4C3R(pSrc, srcStep, pDst, dstStep, roi, order);
 }
 
@@ -454,7 +455,7 @@ void SwapRegion_C4C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_
 // (several such channels, or none) takes the generic loop.
 void SwapRegion_C3C4(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int32_t dstStep,
                      ImageSize roi, const int32_t* order, uint8_t val) {
-  NYX_SWAP_HAND_TO_WIDE(0, 0,
+  NYX_SWAP_HAND_TO_WIDE(0, false,
                         owniSwapRegionWide_C3C4(pSrc, srcStep, pDst, dstStep, roi, order, val))
   int above = 0, special = 0;
   for (int c = 0; c < 4; ++c) {
