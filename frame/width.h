@@ -41,6 +41,14 @@ constexpr int WidthOf(uint32_t forms) {
   return (forms & kWideAvx512) != 0 ? 512 : (forms & kWideAvx2) != 0 ? 256 : 128;
 }
 
+// The register width a kernel runs at under `forms`: 512 where they hold all of need512 (0: the
+// kernel has no 512-bit form) and take512 says that form pays for this call, else 256 with AVX2,
+// else 128.
+constexpr int ChosenWidth(uint32_t forms, uint32_t need512, bool take512) {
+  if (need512 != 0 && (forms & need512) == need512 && take512) return 512;
+  return (forms & kWideAvx2) != 0 ? 256 : 128;
+}
+
 // The set that allows at most `bits` wide registers, from what is supported.
 constexpr uint32_t FormsUpTo(int bits, uint32_t supported) {
   uint32_t keep = bits >= 512 ? (kWideAvx2 | kWideAvx512 | kWideVbmi) : bits >= 256 ? kWideAvx2 : 0;

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "movement/mirror_kernels.h"
+#include "movement/wide512.h"
 #include "movement/wide_kernels.h"
 
 namespace nyx::NYX_TAG {
@@ -37,9 +38,6 @@ inline void Prefetch(const uint8_t* p) {
 // The low `n` bits of a mask.
 inline __mmask16 Low16(int32_t n) {
   return static_cast<__mmask16>((1u << n) - 1);
-}
-inline __mmask64 Low64(int32_t n) {
-  return n >= 64 ? ~__mmask64{0} : (__mmask64{1} << n) - 1;
 }
 
 // ---- four channels ---------------------------------------------------------------------------
@@ -147,20 +145,12 @@ inline Indexes3 LoadIndexes3() {
           _mm512_load_si512(kReverse192.within)};
 }
 
-// Bytes 60 to 123 of the 128 bytes lo, hi: the dword shift that plain loads at 60 and 124 would
-// give (zero-masking under a full mask, as above).
-inline __m512i Window60(__m512i lo, __m512i hi) {
-  return _mm512_maskz_alignr_epi32(0xFFFF, hi, lo, 15);
-}
-
 // The 64 pixels at p, reversed, as the three 64-byte parts of their new order.
 inline void Reversed192(const uint8_t* p, const Indexes3& ix, __m512i out[3]) {
-  // The windows at 60 and 124 come from the aligned ones: loads that cross a line cost more.
-  const __m512i w0 = Load(p), w64 = Load(p + 64), w128 = Load(p + 128);
-  const __m512i w60 = Window60(w0, w64), w124 = Window60(w64, w128);
-  out[0] = _mm512_permutex2var_epi8(w64, ix.part[0], w128);
-  out[1] = _mm512_permutex2var_epi8(w60, ix.part[1], w124);
-  out[2] = _mm512_permutex2var_epi8(w0, ix.part[2], w64);
+  const Windows192 w = LoadWindows192(p);
+  out[0] = _mm512_permutex2var_epi8(w.w64, ix.part[0], w.w128);
+  out[1] = _mm512_permutex2var_epi8(w.w60, ix.part[1], w.w124);
+  out[2] = _mm512_permutex2var_epi8(w.w0, ix.part[2], w.w64);
 }
 
 inline void Store192(uint8_t* p, const __m512i v[3]) {
@@ -168,7 +158,7 @@ inline void Store192(uint8_t* p, const __m512i v[3]) {
 }
 
 inline __m512i Within(const Indexes3& ix, __m512i v) {
-  return _mm512_maskz_permutexvar_epi8(~__mmask64{0}, ix.within, v);
+  return PermuteBytes(ix.within, v);
 }
 
 }  // namespace
@@ -189,7 +179,7 @@ void owniFlipCopyWide_8u_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDstE
     }
     while (n > 0) {
       const int32_t k = n < 21 ? n : 21;
-      const __mmask64 m = Low64(3 * k);
+      const __mmask64 m = LowBytes(3 * k);
       const __m512i r = Within(ix, _mm512_maskz_loadu_epi8(m, s));
       _mm512_mask_storeu_epi8(Offset(e, -63), m << (63 - 3 * k), r);
       n -= k, s += 3 * k, e -= 3 * k;

@@ -30,10 +30,8 @@ namespace {
 // size, where the byte permutes relieve the shuffles that bind the narrower forms; in place
 // with four channels they never were.
 int WideWidth(int channels, bool take512) {
-  const uint32_t forms = ownWideForms();
-  const uint32_t need512 = channels == 3 ? kWideAvx512 | kWideVbmi : kWideAvx512;
-  if (take512 && (forms & need512) == need512) return 512;
-  return (forms & kWideAvx2) != 0 ? 256 : 128;
+  return ChosenWidth(ownWideForms(), channels == 3 ? kWideAvx512 | kWideVbmi : kWideAvx512,
+                     take512);
 }
 #endif
 

@@ -1,34 +1,23 @@
-// The SSE4.1 row's channel reordering in 512-bit form, for the two orders that rebuild a pixel
-// in place of itself (C3 and AC4). Byte masks let every step, the last of a row included, load
-// and store exactly the bytes of its pixels, so a row needs no single-pixel tail and no read of
-// the destination to keep its alpha bytes. Each pixel is rebuilt from its own bytes, so the
-// steps a row is cut into do not show in its bytes.
-#include <immintrin.h>
-
-#include <cstdint>
-
+// The SSE4.1 row's channel reordering in 512-bit form, for the two layouts that rebuild a pixel
+// in place of itself (C3 and AC4). Byte masks give each row's last step exactly the bytes of its
+// pixels, so a row needs no single-pixel tail, and keep AC4's alpha bytes without reading the
+// destination. Each pixel is rebuilt from its own bytes, so the steps a row is cut into do not
+// show in its bytes.
+#include "movement/wide512.h"
 #include "movement/wide_kernels.h"
 
 namespace nyx::NYX_TAG {
 
 namespace {
 
-// The low `bytes` bits of a byte mask (bytes up to 64).
-inline __mmask64 LowBytes(int64_t bytes) {
-  return bytes >= 64 ? ~__mmask64{0} : (__mmask64{1} << bytes) - 1;
-}
-
-// The byte permute and lane broadcast through their zero-masking forms under a full mask: the
-// plain forms start from an undefined register, which this compiler reports as uninitialised.
-inline __m512i PermuteBytes(__m512i index, __m512i v) {
-  return _mm512_maskz_permutexvar_epi8(~__mmask64{0}, index, v);
-}
+// The lane broadcast through its zero-masking form under a full mask: the plain form starts
+// from an undefined register, which this compiler reports as uninitialised.
 inline __m512i BroadcastLanes(__m128i v) {
   return _mm512_maskz_broadcast_i32x4(0xFFFF, v);
 }
 
 // Channel of each of the 192 bytes of 64 three-byte pixels, and its pixel's first byte less the
-// start of the window output part j is drawn from (0, 60 and 64).
+// start of the window output part j is drawn from (Windows192: 0, 60 and 64).
 struct Swap192 {
   alignas(64) uint8_t channel[3][64];
   alignas(64) uint8_t first[3][64];
@@ -75,15 +64,10 @@ void owniSwapRegionWide_C3(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, 
     uint8_t* d = pDst;
     int64_t n = width;
     for (; n >= 64; n -= 64, s += 192, d += 192) {
-      // The window at 60 and the one at 124 come from the aligned loads by a dword shift:
-      // loads that cross a line cost more.
-      const __m512i w0 = _mm512_loadu_si512(s), w64 = _mm512_loadu_si512(s + 64);
-      const __m512i w128 = _mm512_loadu_si512(s + 128);
-      const __m512i w60 = _mm512_maskz_alignr_epi32(0xFFFF, w64, w0, 15);
-      const __m512i w124 = _mm512_maskz_alignr_epi32(0xFFFF, w128, w64, 15);
-      _mm512_storeu_si512(d, _mm512_permutex2var_epi8(w0, index[0], w64));
-      _mm512_storeu_si512(d + 64, _mm512_permutex2var_epi8(w60, index[1], w124));
-      _mm512_storeu_si512(d + 128, _mm512_permutex2var_epi8(w64, index[2], w128));
+      const Windows192 w = LoadWindows192(s);
+      _mm512_storeu_si512(d, _mm512_permutex2var_epi8(w.w0, index[0], w.w64));
+      _mm512_storeu_si512(d + 64, _mm512_permutex2var_epi8(w.w60, index[1], w.w124));
+      _mm512_storeu_si512(d + 128, _mm512_permutex2var_epi8(w.w64, index[2], w.w128));
     }
     for (; n >= 22; n -= 21, s += 63, d += 63) {
       _mm512_storeu_si512(d, PermuteBytes(permute, _mm512_loadu_si512(s)));

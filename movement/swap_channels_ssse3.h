@@ -403,20 +403,19 @@ void owniSwap_8u_C3C4R(const uint8_t* pSrc, int32_t srcStep, uint8_t* pDst, int3
 // (C3 below 512 KiB of source, AC4 below 32 KiB) and fall behind once they stream from further
 // out.
 #if NYX_LEVEL == NYX_LEVEL_SSE41 && !defined(NYX_WIDE_avx2)
-#define NYX_SWAP_HAND_TO_WIDE(need512, take512, call)    \
-  {                                                      \
-    constexpr uint32_t kNeed512 = (need512);             \
-    const uint32_t forms = ownWideForms();               \
-    if constexpr (kNeed512 != 0) {                       \
-      if ((forms & kNeed512) == kNeed512 && (take512)) { \
-        y8::avx512::call;                                \
-        return;                                          \
-      }                                                  \
-    }                                                    \
-    if ((forms & kWideAvx2) != 0) {                      \
-      y8::avx2::call;                                    \
-      return;                                            \
-    }                                                    \
+#define NYX_SWAP_HAND_TO_WIDE(need512, take512, call)                   \
+  {                                                                     \
+    const int bits = ChosenWidth(ownWideForms(), (need512), (take512)); \
+    if constexpr ((need512) != 0) {                                     \
+      if (bits == 512) {                                                \
+        y8::avx512::call;                                               \
+        return;                                                         \
+      }                                                                 \
+    }                                                                   \
+    if (bits == 256) {                                                  \
+      y8::avx2::call;                                                   \
+      return;                                                           \
+    }                                                                   \
   }
 #else
 #define NYX_SWAP_HAND_TO_WIDE(need512, take512, call)
