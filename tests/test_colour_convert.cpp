@@ -276,7 +276,7 @@ TEST_P(ColourConvert, StatedValues) {
   EXPECT_EQ(std::vector<int>(out, out + 4), (std::vector<int>{128, 1, 128, 1}));
   const uint8_t red[4] = {0, 0, 255, 7};  // read as blue: high Cb
   ASSERT_EQ(nyxiBGRToCbYCr422_8u_AC4C2R(red, 4, out, 2, {1, 1}), StatusOk);
-  EXPECT_EQ(out[0], (28770 * 255 + 0x808000) >> 16);
+  EXPECT_EQ(out[0], 240);
   const uint8_t grey[16] = {128, 235, 128, 235, 128, 16, 128, 16, 0, 0, 0, 0, 0, 0, 0, 0};
   uint8_t bgra[8 * 4];
   ASSERT_EQ(nyxiCbYCr422ToBGR_8u_C2C4R(grey, 16, bgra, 32, {8, 1}, 9), StatusOk);

@@ -1,5 +1,5 @@
-// Memory kernels and region copies of every level this processor runs, against byte loops, and
-// the leaf-2 cache lookup.
+// Memory kernels and region copies of every level this processor runs, against byte loops. (Each
+// level's leaf-2 cache lookup is held to the frame's in test_cpu.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,13 +21,11 @@ struct Level {
   decltype(&nyx::mx::nyxiCopy_8u_C4C1R) c4c1;
   decltype(&nyx::m7::ownsCopyNT_8u) copyNT = nullptr;
   decltype(&nyx::m7::ownsZeroNT_8u) zeroNT = nullptr;
-  decltype(&nyx::m7::ownsCacheSizeFromLeaf2) fromLeaf2 = nullptr;
 };
 #define NYX_KERNELS(t)                                                                           \
 #t, &nyx::t::ownsCopy_8u, &nyx::t::ownsMove_8u, &nyx::t::ownsZero_8u, &nyx::t::owniCopy_8u_C1, \
       &nyx::t::nyxiCopy_8u_C3P3R, &nyx::t::nyxiCopy_8u_C4C1R
-#define NYX_SIMD_KERNELS(t) \
-  NYX_KERNELS(t), &nyx::t::ownsCopyNT_8u, &nyx::t::ownsZeroNT_8u, &nyx::t::ownsCacheSizeFromLeaf2
+#define NYX_SIMD_KERNELS(t) NYX_KERNELS(t), &nyx::t::ownsCopyNT_8u, &nyx::t::ownsZeroNT_8u
 const Level kLevels[] = {
     {NYX_KERNELS(mx)}, {NYX_SIMD_KERNELS(m7)}, {NYX_SIMD_KERNELS(u8)}, {NYX_SIMD_KERNELS(y8)}};
 
@@ -116,27 +114,6 @@ TEST(CopyKernels, OverlappingRanges) {
           }
         }
       }
-    }
-  });
-}
-
-// Leaf-2 registers: AL must be 1, a register with bit 31 set holds nothing, the first byte is
-// never a descriptor, the largest cache named wins, and unknown descriptors give nothing.
-TEST(CopyKernels, CacheSizeFromLeaf2) {
-  const struct {
-    uint32_t reg[4];
-    int32_t size;
-  } cases[] = {
-      {{0x00000001, 0, 0, 0x000000EC}, 25165824},   {{0x00004301, 0, 0, 0}, 524288},
-      {{0x00000002, 0, 0, 0x000000EC}, -1},         {{0x00000001, 0, 0x8000004D, 0}, -1},
-      {{0x80000001, 0x000000EC, 0, 0}, -1},         {{0x80000001, 0x0000EC00, 0, 0}, 25165824},
-      {{0x43000001, 0x4D000000, 0, 0}, 16777216},   {{0x00000001, 0x3D3A2100, 0, 0}, -1},
-      {{0x00000001, 0x00004800, 0x85, 0}, 3145728},
-  };
-  nyx::test::ForEachRow(kLevels, [&](const Level& l) {
-    for (const auto& c : cases) {
-      if (l.fromLeaf2 == nullptr) break;
-      EXPECT_EQ(l.fromLeaf2(c.reg), c.size) << l.tag << " case " << &c - cases;
     }
   });
 }

@@ -9,6 +9,8 @@
 
 #include "frame/cpu.h"
 #include "frame/width.h"
+#include "movement/copy.h"
+#include "support/rows.h"
 
 namespace {
 
@@ -175,24 +177,39 @@ TEST(CacheSize, MemoMatchesTheProcessor) {
   }
 }
 
+// Leaf-2 registers, for the frame's search and each SIMD level's copy of it (whose table stops
+// at 512 KiB: smaller caches are unknown to it): AL must be 1, a register with bit 31 set holds
+// nothing, the first byte laid out is the count and never a descriptor (even from EBX), the last
+// byte is searched, and the largest cache named wins whatever its place.
 TEST(CacheSize, LeafTwoDescriptorSearch) {
   const struct {
-    uint32_t eax, ebx, ecx, edx;
-    int32_t size;
+    uint32_t reg[4];
+    int32_t frame, level;
   } cases[] = {
-      {0x00004902, 0x00000049, 0, 0, -1},                    // AL must be 1
-      {0xEC000001, 0x800000EC, 0x8000EC00, 0x80EC0000, -1},  // bit 31: no descriptors in EAX..EDX
-      {0x00000001, 0x800000EC, 0x00000022, 0, 524288},
-      {0x00000001, 0, 0, 0x3A000000, 196608},                      // the last byte is searched
-      {0x2C430001, 0x00000049, 0x00000022, 0x0000007D, 4194304},   // the largest listed wins,
-      {0x41EC0001, 0x00000049, 0x00000022, 0x0000007D, 25165824},  // whatever its place
-      // The first byte laid out is the count and is never searched, even when it comes from EBX.
-      {0x80000001, 0x000000EC, 0, 0, -1},
-      {0x80000001, 0x0000EC00, 0, 0, 25165824},
+      {{0x00004902, 0x00000049, 0, 0}, -1, -1},
+      {{0xEC000001, 0x800000EC, 0x8000EC00, 0x80EC0000}, -1, -1},
+      {{0x00000001, 0, 0x8000004D, 0}, -1, -1},
+      {{0x00000001, 0x800000EC, 0x00000022, 0}, 524288, 524288},
+      {{0x00000001, 0, 0, 0x3A000000}, 196608, -1},
+      {{0x00000001, 0, 0, 0x43000000}, 524288, 524288},
+      {{0x2C430001, 0x00000049, 0x00000022, 0x0000007D}, 4194304, 4194304},
+      {{0x41EC0001, 0x00000049, 0x00000022, 0x0000007D}, 25165824, 25165824},
+      {{0x43000001, 0x4D000000, 0, 0}, 16777216, 16777216},
+      {{0x80000001, 0x000000EC, 0, 0}, -1, -1},
+      {{0x80000001, 0x0000EC00, 0, 0}, 25165824, 25165824},
+      {{0x00000001, 0x3D3A2100, 0, 0}, 393216, -1},
+      {{0x00000001, 0x00004800, 0x85, 0}, 3145728, 3145728},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(Search(c.eax, c.ebx, c.ecx, c.edx), c.size) << std::hex << c.eax << " " << c.ebx;
-  }
+  const decltype(&nyx::m7::ownsCacheSizeFromLeaf2) levels[] = {
+      nullptr, nyx::m7::ownsCacheSizeFromLeaf2, nyx::u8::ownsCacheSizeFromLeaf2,
+      nyx::y8::ownsCacheSizeFromLeaf2};
+  nyx::test::ForEachRow(levels, [&](auto level) {
+    for (const auto& c : cases) {
+      EXPECT_EQ(level ? level(c.reg) : nyx::ownCacheSizeFromDescriptors(c.reg, nyx::tableCache),
+                level ? c.level : c.frame)
+          << "case " << &c - cases;
+    }
+  });
   // The first row that matches wins, so the table must run from large to small.
   for (const nyx::CacheDescriptor* row = nyx::tableCache + 1; row->descriptor != 0; ++row) {
     EXPECT_LE(row->size, row[-1].size) << int{row->descriptor};

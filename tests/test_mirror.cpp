@@ -89,12 +89,7 @@ void ExpectMatchesModel(const Func& f, int w, int h, int axis, int variant, std:
   ASSERT_EQ(src.Bytes(), srcBefore) << f.name << " source changed";
 }
 
-class MirrorRows : public testing::TestWithParam<Row> {
- protected:
-  MirrorRows() : row_(GetParam()) {}
-  ScopedRow row_;
-  std::mt19937 rng_{7};
-};
+class MirrorRows : public RowTest {};
 
 // Every function, axis and legal size; step 0, where out of place the last source row wins
 // and in place the sequence of exchanges decides; and regions large enough that the kernels
@@ -170,8 +165,7 @@ TEST_P(MirrorRows, FirstFailureDecidesAndNothingIsWritten) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, MirrorRows, testing::ValuesIn(RunnableRows()),
-                         [](const auto& info) { return RowName(info.param); });
+NYX_INSTANTIATE_ROWS(MirrorRows);
 
 }  // namespace
 }  // namespace nyx::test

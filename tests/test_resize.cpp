@@ -13,9 +13,7 @@
 #include <random>
 #include <vector>
 
-#include "frame/width.h"
 #include "resample/resize.h"
-#include "resample/resize_wide.h"
 #include "support/guard.h"
 #include "support/rows.h"
 
@@ -602,45 +600,6 @@ TEST(Resize, LinearAndNearestColumnWindows) {
     for (double shift : {0.5, 1e-12}) {
       RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, shift, shift, false}, rng, {2});
       RunCase(lay, {45, 8, {0, 0, 45, 8}, {0, 0, 45, 8}, 1, 1, 0.3, shift, false}, rng, {2});
-    }
-  }
-}
-
-// The 256-bit vertical linear pass against its arithmetic, over the whole range of values and
-// weights: into one row and into two, with the weights where its form changes, counts around
-// each vector step, odd destination addresses, and canaries after the written bytes. (The
-// horizontal pass and its windows run through the whole scaler against the model above.)
-TEST(Resize, WideVerticalLinearPassMatchesItsArithmetic) {
-  if ((ownWideSupported() & kWideAvx2) == 0) GTEST_SKIP() << "no AVX2";
-  std::mt19937 rng(31);
-  const uint8_t kCanary = 0xA5;
-  // Ends of the range as well as anything between.
-  const auto sample = [&] {
-    const uint32_t r = rng() % 4;
-    return uint16_t((r == 0 ? 0 : r == 1 ? 16320 : rng() % 16321) + kLinearBias);
-  };
-  for (int32_t count : {1, 4, 15, 16, 17, 31, 32, 33, 47, 63, 64, 65, 131}) {
-    std::vector<uint16_t> upper(count), lower(count);
-    for (int32_t k = 0; k < count; ++k) upper[k] = sample(), lower[k] = sample();
-    // The row as the weight w gives it, between canaries.
-    const auto model = [&](int32_t w) {
-      std::vector<uint8_t> out(count + 2, kCanary);
-      for (int32_t k = 0; k < count; ++k) {
-        const uint32_t a = upper[k] - kLinearBias, b = lower[k] - kLinearBias;
-        out[1 + k] = uint8_t((a * (16384 - w) + b * w + 0x80000) >> 20);
-      }
-      return out;
-    };
-    for (int32_t w : {0, 1, 4095, 8191, 8192, 8193, 12345, 16383, 16384, int32_t(rng() % 16385)}) {
-      const int32_t w2 = int32_t(rng() % 16385);
-      std::vector<uint8_t> got(count + 2, kCanary), got2 = got;
-      y8::avx2::ownpi_SummLinearBiased8pl(got.data() + 1, nullptr, count, w, 0, upper.data(),
-                                          lower.data());
-      EXPECT_EQ(got, model(w)) << "count " << count << " w " << w;
-      got.assign(count + 2, kCanary);
-      y8::avx2::ownpi_SummLinearBiased8pl(got.data() + 1, got2.data() + 1, count, w, w2,
-                                          upper.data(), lower.data());
-      EXPECT_TRUE(got == model(w) && got2 == model(w2)) << "pair, count " << count << " w " << w;
     }
   }
 }

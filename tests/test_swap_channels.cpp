@@ -105,12 +105,7 @@ const struct {
     {kC3C4, {2, 1, 0, -1}}, {kC3C4, {2, 1, 0, 0}}, {kC3C4, {2, 3, 0, 1}},   {kC3C4, {7, 0, 0, 2}},
     {kC3C4, {1, 2, 0, -3}}, {kC3C4, {5, 3, 1, 0}}, {kC3C4, {0, 1, 2, 300}}, {kC3C4, {6, 1, 0, -2}}};
 
-class SwapChannels : public testing::TestWithParam<Row> {
- protected:
-  SwapChannels() : row_(GetParam()) {}
-  ScopedRow row_;
-  std::mt19937 rng_{12345};
-};
+class SwapChannels : public RowTest {};
 
 TEST_P(SwapChannels, EveryOrderWidthAndLayoutMatchesTheModel) {
   std::vector<std::pair<int, int>> sizes = {{61, 37}, {1000, 1}, {1000, 2}, {4099, 1}, {4099, 2}};
@@ -179,8 +174,7 @@ TEST_P(SwapChannels, ArgumentChecksInOrder) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, SwapChannels, testing::ValuesIn(RunnableRows()),
-                         [](const auto& info) { return RowName(info.param); });
+NYX_INSTANTIATE_ROWS(SwapChannels);
 
 }  // namespace
 }  // namespace nyx::test
